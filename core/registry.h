@@ -1,0 +1,69 @@
+// Registry of connected robots, library lifecycle globals and the locks around them.
+#pragma once
+#include <atomic>
+#include <cstdint>
+
+#include "core/fifo.h"
+#include "core/socket.h"
+#include "ky_api.h"
+
+// Internal per-robot record; the host's ky_robot_handle pointer points at `robot`.
+struct ky_handle {
+    uint32_t id;
+    ky_socket_handle *socket;
+    ky_fifo *fifo;
+    ky_robot_handle robot;
+};
+
+constexpr int KY_MAX_ROBOTS = 5;
+extern ky_handle *gHandleList[KY_MAX_ROBOTS];
+extern std::atomic<int> g_mode;
+extern std::atomic<bool> should_exit;
+
+// Registry read-write lock: commands hold the read lock for their whole exchange;
+// create, delete and destroy take the write lock.
+void ky_rwlock_init();
+void ky_rdlock_lock();
+void ky_rdlock_unlock();
+void ky_wrlock_lock();
+void ky_wrlock_unlock();
+void ky_mutex_lock();
+void ky_mutex_unlock();
+
+// Lookups; the caller holds the registry lock.
+ky_handle *ky_get_ky_handle_by_robot_handle(const ky_robot_handle *robot_handle);
+ky_handle *ky_get_ky_handle_by_fifo_handle(const ky_fifo *fifo);
+ky_handle *ky_handle_init(const char *ip, int port);
+int ky_sync_robot_info(ky_robot_handle *robot_handle);
+
+// Sleeps `ms` milliseconds.
+void sleep_cp(int ms);
+
+namespace ky {
+struct ReadLock {
+    ReadLock() { ky_rdlock_lock(); }
+    ~ReadLock() { ky_rdlock_unlock(); }
+    ReadLock(const ReadLock &) = delete;
+    ReadLock &operator=(const ReadLock &) = delete;
+};
+
+// Runs `fn(ky_handle&)` under the read lock when the robot is registered; -1 otherwise
+// (logging "[tag] handle is NULL!" when a tag is given).
+template <class Fn>
+int with_robot(ky_robot_handle *robot, const char *tag, Fn &&fn);
+
+// Wakes the receive thread so it polls the registry's current sockets.
+void wake_receiver();
+}  // namespace ky
+
+template <class Fn>
+int ky::with_robot(ky_robot_handle *robot, const char *tag, Fn &&fn) {
+    ReadLock lock;
+    ky_handle *h = ky_get_ky_handle_by_robot_handle(robot);
+    if (!h) {
+        if (tag) ky_log_error("[%s] handle is NULL!\n", tag);
+        return -1;
+    }
+    fn(*h);
+    return 0;
+}

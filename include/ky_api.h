@@ -1,0 +1,290 @@
+/*
+ * kyarm: client library for networked robot-arm controllers.
+ *
+ * Plain C interface. Every controller operation takes the robot handle returned by
+ * ky_create_robot_arm() first, writes its outputs through the pointers passed last, and
+ * returns a signed 32-bit result code (see "Result codes" below). Nothing throws.
+ *
+ * Units on this interface: joint angles in degrees, joint speeds in degrees/s, joint
+ * accelerations in degrees/s^2, Cartesian positions in metres, Euler angles in radians.
+ * The controller speaks integers on the wire; each function documents its scaling.
+ *
+ * Threading: see README.md. In short, ky_init() once, then any thread may call any
+ * command; commands on one robot may run concurrently but replies are matched by their
+ * command name, so two threads waiting for the same command on one robot may swap replies.
+ */
+#ifndef KY_API_H
+#define KY_API_H
+
+#include <stdarg.h>
+#include <stdbool.h>
+#include <stdint.h>
+
+#if defined(KY_BUILDING_LIBRARY)
+#define KY_API __attribute__((visibility("default")))
+#else
+#define KY_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ===================================================================== Result codes
+ *
+ *  0  success; for set commands the controller answered its state key with true
+ *  1  the controller answered, but refused (state key false, "receive_state" false, ...)
+ * -1  the robot handle is not registered, the command could not be packed or sent, an
+ *     argument was refused, or the arm's degree of freedom is not 6 or 7
+ * -2  no matching reply arrived within the time-out
+ * -3  the reply arrived but could not be parsed (not JSON, key missing, wrong type,
+ *     array size mismatch, state key not a boolean)
+ * -4, -5, -6  family-specific; documented at the functions that return them.
+ * A few queries document positive results (the reply length) for unreadable replies.
+ */
+#define KY_OK 0
+#define KY_REFUSED 1
+#define KY_ERR_HANDLE (-1)
+#define KY_ERR_TIMEOUT (-2)
+#define KY_ERR_PARSE (-3)
+
+/* ============================================================ Shared records */
+
+/** Cartesian position, metres. */
+typedef struct {
+    float x, y, z;
+} ky_position;
+
+/** Unit quaternion, w first. */
+typedef struct {
+    float w, x, y, z;
+} ky_quaternion;
+
+/** Euler angles, radians: rotations about the fixed base axes X, then Y, then Z,
+ *  so R = Rz(rz) * Ry(ry) * Rx(rx). */
+typedef struct {
+    float rx, ry, rz;
+} ky_euler;
+
+/** Pose record: position, then the orientation both as quaternion and as Euler angles.
+ *  Commands that send a pose use position and Euler angles; the quaternion is ignored
+ *  unless the function says otherwise. */
+typedef struct {
+    ky_position position;
+    ky_quaternion quaternion;
+    ky_euler euler;
+} ky_pose;
+
+/** Matrix record: row count, column count, and a 4x4 row-major array. A rotation uses the
+ *  top-left 3x3 with counts 3 and 3; a homogeneous transform has counts 4 and 4, the
+ *  translation (metres) in the fourth column and a last row 0, 0, 0, 1. */
+typedef struct {
+    uint16_t rows;
+    uint16_t cols;
+    float data[4][4];
+} ky_matrix;
+
+/** Frame name: 12 characters including the terminating NUL. */
+#define KY_FRAME_NAME_LEN 12
+
+/** Tool or work frame record. A tool frame is the tool's pose on the flange with its
+ *  payload (kg) and centre of mass (metres); a work frame is a pose in the base frame and
+ *  leaves payload and centre of mass at zero. */
+typedef struct {
+    char frame_name[KY_FRAME_NAME_LEN];
+    ky_pose pose;
+    float payload;
+    float x, y, z;
+} ky_frame;
+
+/** Public per-robot record, returned by ky_create_robot_arm() and passed back with every
+ *  call. It is the library's cache of the arm's identity and limits. */
+typedef struct {
+    int32_t id;          /**< 1..5 connected; -1 connecting or synchronisation failed; 0 deleted */
+    int32_t dof;         /**< number of joints, 6 or 7; 0 until the software information is read */
+    int32_t model;       /**< 0 KY6A, 1 KY7A, 3 KYL6C, 5 LUX6A, 6 LUX6B, 7 NOV7B, 8 LUX6C */
+    int32_t force_type;  /**< 0 none ("-B"), 1 one-axis ("-ZF"), 2 six-axis ("-6F") */
+    ky_frame tool_frame; /**< current tool frame, refreshed by the tool-frame queries */
+    ky_frame work_frame; /**< current work frame, refreshed by the work-frame queries */
+    float install_x, install_y, install_z; /**< installation angles, as the controller reports them */
+    float joint_max_pos[7];   /**< degrees */
+    float joint_min_pos[7];   /**< degrees */
+    float joint_max_acc[7];   /**< degrees/s^2 */
+    float joint_max_speed[7]; /**< degrees/s */
+    int32_t push_port;        /**< UDP realtime push port last read from the controller */
+} ky_robot_handle;
+
+/** Identity triple copied from the robot handle by ky_get_robot_info(). */
+typedef struct {
+    int32_t dof;
+    int32_t model;
+    int32_t force_type;
+} ky_robot_info;
+
+/* ================================================================== Logging
+ *
+ * One process-wide logger: a callback and a level threshold. Levels: 0 debug, 1 info,
+ * 2 warn, 3 error; 4 or more silences everything. The default callback writes the message
+ * to standard error as it is; the default threshold is 3 (errors only).
+ */
+#define KY_LOG_DEBUG 0
+#define KY_LOG_INFO 1
+#define KY_LOG_WARN 2
+#define KY_LOG_ERROR 3
+
+/** Log callback: a printf-style format and its argument list. May be called from any
+ *  library thread (command threads, the receive thread, the UDP thread). */
+typedef void (*ky_log_callback)(const char *format, va_list args);
+
+/** Installs `callback` (the default stderr writer when null) with threshold `level`;
+ *  returns the callback now in force. */
+KY_API ky_log_callback ky_set_log_callback(ky_log_callback callback, uint32_t level);
+/** Same as ky_set_log_callback(). */
+KY_API ky_log_callback ky_set_log_call_back(ky_log_callback callback, uint32_t level);
+/** Appends every message of every level to the file `path`, each line prefixed with
+ *  "[YYYY-MM-DD HH_MM_SS]: ". If the file cannot be opened the process exits with status 1. */
+KY_API void ky_set_log_save(const char *path);
+/** Log at a fixed level through the installed callback (when the threshold allows it). */
+KY_API void ky_log_debug(const char *format, ...);
+KY_API void ky_log_info(const char *format, ...);
+KY_API void ky_log_warn(const char *format, ...);
+KY_API void ky_log_error(const char *format, ...);
+/** Passes the message on when `level` is below the threshold (the reverse sense of the
+ *  four functions above; unused by the library itself). */
+KY_API void ky_log(uint32_t level, const char *format, ...);
+/** Current local time as "YYYY-MM-DD HH_MM_SS". The text lives in a per-thread buffer
+ *  that the next call on the same thread overwrites. */
+KY_API const char *ky_get_cur_time(void);
+
+/* ======================================================= Lifecycle and handles */
+
+/** Default reply wait of most commands, in milliseconds (initially 500). A wait of T ms
+ *  ends after T ms (T below 2 returns at once). Writable; read at the start of each wait. */
+KY_API extern int m_nOutTime;
+/** Longer reply wait used by set commands through ky_set_data_common() and by slower
+ *  families, in milliseconds (initially 1000). */
+KY_API extern int m_nOutTime_max;
+
+/** Starts the library. Mode 0: no thread, each command's calling thread reads its own
+ *  replies (meant for one calling thread). Mode 1: one receive thread serves all robots.
+ *  Mode 2: receive thread plus the UDP realtime-state thread. Other values start nothing.
+ *  Returns 0, or -1 when a thread cannot be started. Call once, or again after ky_destory(). */
+KY_API int ky_init(int mode);
+/** Library version, "1.0.3.t5". */
+KY_API const char *ky_api_version(void);
+/** Connects to the controller at `ip` (dotted IPv4, at most 20 characters) and `port`, then
+ *  reads the arm's identity, frames, limits and push configuration into the returned record.
+ *  Blocks for the connection (at most about 3 s) and the synchronisation queries.
+ *  Returns null when all five robot slots are taken or the address or port is refused.
+ *  Otherwise returns the record; its `id` is 1..5 on success and -1 when the connection or
+ *  the synchronisation failed. A record with id -1 still holds its slot until
+ *  ky_delete_robot_arm() is called with it. */
+KY_API ky_robot_handle *ky_create_robot_arm(const char *ip, int port);
+/** Closes one robot's connection and frees its slot. The record stays readable (id 0)
+ *  until ky_destory(); commands with it return -1. Waits for that robot's commands in
+ *  flight. Returns 0, or -1 (logged "not find handle") for an unknown pointer. */
+KY_API int ky_delete_robot_arm(ky_robot_handle *robot_handle);
+/** Stops the library's threads, closes every robot and frees every record (including those
+ *  of deleted robots). Always 0. Afterwards ky_init() may be called again. */
+KY_API int ky_destory(void);
+/** Copies the arm's degree of freedom (6 or 7). 0, or -1 when the handle is unknown or the
+ *  dof is not 6 or 7. */
+KY_API int ky_get_arm_dof(ky_robot_handle *robot_handle, int *dof);
+/** Copies dof, model and force type. 0; -1 unknown handle; -2 when dof is still 0. */
+KY_API int ky_get_robot_info(ky_robot_handle *robot_handle, ky_robot_info *info);
+
+/* ======================================================= Command exchange
+ *
+ * The building blocks of every command, exported for hosts that speak commands the library
+ * has no function for. Each command on the wire is one JSON object, "\r\n" and one NUL.
+ */
+
+/** Request item: one JSON member to send. */
+typedef struct {
+    uint32_t type;    /**< 0 string, 1 integer, 2 integer array, 3 boolean, 4 JSON item */
+    const char *key;  /**< member name (not copied) */
+    int32_t count;    /**< element count for type 2, else 0 */
+    union {
+        const char *str;        /**< type 0 */
+        int32_t num;            /**< type 1 and 3 (3: non-zero is true) */
+        const int32_t *array;   /**< type 2 */
+        void *item;             /**< type 4: a cJSON item; ownership passes to the call */
+        intptr_t word;
+    } value;
+} json_pack_item;
+
+/** Reply item: one JSON member to extract. */
+typedef struct {
+    uint32_t type;    /**< 0 string, 1 integer, 2 integer array, 3 boolean, 4 JSON item */
+    const char *key;
+    int32_t count;    /**< type 2: the exact element count the reply must carry (at most 24) */
+    union {
+        char str[96];       /**< type 0: bytes copied without terminator, at most 95 */
+        int32_t num;        /**< type 1 */
+        int32_t array[24];  /**< type 2 */
+        uint8_t flag;       /**< type 3: 1 true, 0 false; left as it was for a non-boolean */
+        void *item;         /**< type 4: deep copy of the member (a cJSON item) to delete */
+    } value;
+} json_parse_item;
+
+/** Sends the request `items` (when not null) and waits up to timeout_ms for the line whose
+ *  "command" (or "state") value is reply_key, copying it into reply_buf (at most
+ *  reply_len - 1 bytes, NUL-terminated). With a null reply_key, sends, sleeps timeout_ms and
+ *  returns 0. Returns the reply length (> 0), -1 unknown handle or send failure, -2 no reply.
+ *  Holds the registry's read lock for the whole call. Type-4 items are consumed. */
+KY_API int ky_pack_lock_set(const char *tag, ky_robot_handle *robot_handle, json_pack_item *items,
+                            int count, const char *reply_key, char *reply_buf, int reply_len,
+                            int timeout_ms);
+/** Parses `text` and extracts `items` (looking inside an "arm_state" or "all_state" object
+ *  when the reply has one). 0 or -3. */
+KY_API int common_json_parse(const char *tag, const char *text, json_parse_item *items, int count);
+/** Reads the boolean `state_key` of a reply: 0 true, 1 false, -3 unparsable or missing. */
+KY_API int parse_ky_set_command(const char *tag, const char *text, const char *state_key);
+/** Sends {"command": command}, waits m_nOutTime for the reply named `command` and reads
+ *  the integer `reply_key` into *out_value. 0; -1, -2 exchange; -3 parse. */
+KY_API int ky_get_data_common(ky_robot_handle *robot_handle, int *out_value, const char *command,
+                              const char *reply_key);
+/** Sends {"command": command, key: value}, waits m_nOutTime_max for the reply named
+ *  `command` and reads its "set_state". 0, 1, -1, -2, -3. */
+KY_API int ky_set_data_common(ky_robot_handle *robot_handle, int value, const char *command,
+                              const char *key);
+
+/* ================================================ Poses, installation and versions */
+
+/** Software information. Fields are filled with at most their size in characters, so a
+ *  field filled to its size carries no terminating NUL. */
+typedef struct {
+    char product_version[10];
+    char algorithm_info[20];
+    char ctrl_build_time[20];
+    char ctrl_version[10];
+    char dynamic_info[5];
+    char plan_build_time[20];
+    char plan_version[10];
+} ky_arm_software_info;
+
+/* @@ identity: declarations follow */
+
+/* ================================================= Realtime state and events */
+/* @@ realtime: declarations follow */
+
+/* ================================================= Joint configuration */
+/* @@ joint configuration: declarations follow */
+
+/* ================================================= Tool and work frames */
+/* @@ frames: declarations follow */
+
+/* ================================================= Motion */
+/* @@ motion: declarations follow */
+
+/* ================================================= Jogging, stepping, stopping */
+/* @@ jogging: declarations follow */
+
+/* ================================================= Algorithms (ky_algo_*) */
+/* @@ algorithms: declarations follow */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* KY_API_H */
