@@ -2,6 +2,7 @@
 #pragma once
 #include <kdl/chain.hpp>
 #include <kdl/frames.hpp>
+#include <kdl/jntarray.hpp>
 
 #include <cmath>
 #include <random>
