@@ -235,6 +235,20 @@ typedef struct {
 KY_API int ky_pack_lock_set(const char *tag, ky_robot_handle *robot_handle, json_pack_item *items,
                             int count, const char *reply_key, char *reply_buf, int reply_len,
                             int timeout_ms);
+/** Internal per-robot record behind a robot handle (opaque). */
+typedef struct ky_handle ky_handle;
+/** Packs `items` into one JSON object and sends it with "\r\n" and a NUL: 0 sent, -1 no
+ *  items or packing failed, -2 send failure. Type-4 items are consumed. */
+KY_API int common_json_pack_set(const char *tag, ky_handle *handle, json_pack_item *items, int count);
+/** Sends {"command": command} followed by the two bytes after its printed text (its NUL and
+ *  one more) instead of "\r\n"; writes the first 8 bytes and CR LF into `dst`. Unused by
+ *  the library's own commands. 0, -1 (text does not fit dst_len - 2), -2. */
+KY_API int common_json_pack_get(const char *tag, ky_handle *handle, const char *command, char *dst,
+                                int dst_len);
+/** Waits up to timeout_ms for the line under `reply_key` (mode 0: reads the socket on the
+ *  calling thread). Its length, or -1. */
+KY_API int handle_revice_data(const char *tag, ky_handle *handle, const char *reply_key, char *reply_buf,
+                              int reply_len, int timeout_ms);
 /** Parses `text` and extracts `items` (looking inside an "arm_state" or "all_state" object
  *  when the reply has one). 0 or -3. */
 KY_API int common_json_parse(const char *tag, const char *text, json_parse_item *items, int count);
@@ -248,6 +262,28 @@ KY_API int ky_get_data_common(ky_robot_handle *robot_handle, int *out_value, con
  *  `command` and reads its "set_state". 0, 1, -1, -2, -3. */
 KY_API int ky_set_data_common(ky_robot_handle *robot_handle, int value, const char *command,
                               const char *key);
+
+/* ========================================================== Events
+ *
+ * Pushed lines the controller sends on its own: {"command":"current_trajectory_state",...}
+ * when a trajectory ends and {"command":"program_run_finish",...} when a program ends. The
+ * receive thread (modes 1 and 2) hands each to the event callback as it files it.
+ */
+typedef struct {
+    int32_t handle_id;          /**< robot handle id (1..5) of the controller that pushed it */
+    int32_t event_type;         /**< 1 trajectory state, 2 program finished */
+    bool trajectory_state;      /**< trajectory finished successfully (true when not reported) */
+    int32_t device;             /**< 0 arm, 1 gripper, 2 dexterous hand, 3 lift, 4 expansion axis */
+    int32_t trajectory_connect; /**< 1 when the trajectory was joined to the next one */
+    int32_t program_id;         /**< finished program's id (event type 2) */
+} ky_event_data;
+
+/** Event callback; runs on the receive thread, so it must return quickly and must not wait
+ *  for controller replies itself. */
+typedef void (*ky_event_callback)(ky_event_data data);
+
+/** Sets the event callback (a null argument leaves the current one in place). */
+KY_API void ky_get_arm_event_call_back(ky_event_callback callback);
 
 /* ================================================ Poses, installation and versions */
 
@@ -264,6 +300,33 @@ typedef struct {
 } ky_arm_software_info;
 
 /* @@ identity: declarations follow */
+
+/** Reads the controller's software information. From its product version (cut to 10
+ *  characters) the robot handle's dof, model and force type are set: model by the first of
+ *  "KY6A" (0, 6 joints), "KY7A" (1, 7), "6C" (3, 6), "LUX6A" (5, 6), "LUX6B" (6, 6),
+ *  "NOV7B" (7, 7), "LUX6C" (8, 6) found in it (so a LUX6C arm reads as model 3), force type
+ *  by the suffix "-B" (0), "-ZF" (1), "-6F" (2). Waits m_nOutTime.
+ *  0; -1 unknown handle, send failure, unreadable reply, unknown model ("Unknown arm model")
+ *  or unknown suffix ("Unknown force type"; dof and model are then set); -2 no reply. */
+KY_API int ky_get_arm_software_info(ky_robot_handle *robot_handle, ky_arm_software_info *info);
+/** Sets the initial pose: `joint` holds dof angles in degrees (sent x 1000, truncated).
+ *  0, 1 refused, -1 (also dof not 6 or 7), -2, -3. */
+KY_API int ky_set_init_pose(ky_robot_handle *robot_handle, const float *joint);
+/** Reads the initial pose into `joint` (dof angles, degrees). 0, -1, -2, -3. */
+KY_API int ky_get_init_pose(ky_robot_handle *robot_handle, float *joint);
+/** Sets the installation angles (sent truncated to integers, unscaled: the controller's
+ *  units, degrees), then reads them back (also into the robot handle). Waits
+ *  m_nOutTime + 100 ms. 0, 1 refused, -1, -2, -3. */
+KY_API int ky_set_install_pose(ky_robot_handle *robot_handle, float x, float y, float z);
+/** Reads the installation angles (unscaled integers as floats) and caches them in the
+ *  robot handle. 0, -1, -2, -3. */
+KY_API int ky_get_install_pose(ky_robot_handle *robot_handle, float *x, float *y, float *z);
+/** Reads each joint's firmware version into `version` (dof integers). 0, -1 (also dof not
+ *  6 or 7), -2, -3. */
+KY_API int ky_get_joint_software_version(ky_robot_handle *robot_handle, int *version);
+/** Reads the tool's firmware version. 0, -1, -2, -3. */
+KY_API int ky_get_tool_software_version(ky_robot_handle *robot_handle, int *version);
+
 
 /* ================================================= Realtime state and events */
 /* @@ realtime: declarations follow */
