@@ -76,12 +76,14 @@ TEST(Concurrency, DeleteWaitsForCommandsInFlightAndLaterCallsFail) {
     FakeController fake;
     ky_robot_handle *robot = kytest::connect(fake);
     ASSERT_EQ(robot->id, 1);
+    fake.clear_received();
     std::atomic<int> result{99};
     std::thread waiter([&] {
         int v;
         result = ky_get_data_common(robot, &v, "never_answered", "x");
     });
-    std::this_thread::sleep_for(50ms);
+    // Once the request is out, the waiter holds the registry's read lock for its wait.
+    ASSERT_TRUE(fake.wait_for_requests(1, 2s));
     EXPECT_EQ(ky_delete_robot_arm(robot), 0);  // blocks until the waiter's exchange ended
     EXPECT_EQ(result.load(), -2);
     waiter.join();
