@@ -333,7 +333,7 @@ KY_API int ky_udp_create_connect(int port) {
     const int one = 1;
     if (::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) < 0) return fail("setsockopt fail");
     // Room for bursts of pushes while the callback runs (capped by the system's maximum).
-    const int rcvbuf = 1 << 22;
+    const int rcvbuf = 1 << 20;
     (void)::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &rcvbuf, sizeof rcvbuf);
     if (port < 1 || port > 65535) {
         errno = EINVAL;
