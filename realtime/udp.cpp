@@ -125,8 +125,8 @@ bool read_fields(const cJSON *block, std::initializer_list<NumField> fields) {
     return true;
 }
 
-// Member `key` of `obj`, when it is an array, element by element into `dst`, at most N
-// elements; anything else is skipped.
+// Member `key` of `obj`, when it is an array, element by element into `dst`; anything else
+// is skipped. Longer arrays are cut at the record's size (7 joints, 6 force values).
 template <class T, size_t N, class Conv>
 void read_array(const cJSON *obj, const char *key, T (&dst)[N], Conv conv) {
     const cJSON *a = MIO_JSON_GetObjectItem(obj, key);
