@@ -59,7 +59,7 @@ bool Arm::init(const Options &o, std::string &error) {
         return false;
     }
     dof = kin_.dof();
-    lim = drive = kin_.default_limits();
+    lim = drive = model_defaults = kin_.default_limits();
     for (int i = 0; i < kMaxDof; ++i) {
         drive_acc_wire[i] = static_cast<int>(std::lround(drive.max_acc[i] / 6.0 * 1000.0));
         en_state[i] = i < dof ? 1 : 0;

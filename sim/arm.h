@@ -101,6 +101,7 @@ public:
     Joints q_{}, qd_{};                    // degrees, degrees/s
     JointLimits lim{};                     // limits applied in motion
     JointLimits drive{};                   // limits of the joint drives
+    JointLimits model_defaults{};          // the model's limits, restored by auto_set_joint_limit
     int drive_acc_wire[kMaxDof] = {};      // drive acceleration exactly as last set
     int en_state[kMaxDof] = {};
     int err_flag[kMaxDof] = {};

@@ -30,7 +30,7 @@ public:
     // Loads the defaults of robot type `type` with end sensor `sensor`; false when refused.
     bool select(int type, int sensor);
     int dof() const;
-    JointLimits default_limits() const;
+    JointLimits default_limits() const;  // right after select(): the model's defaults
 
     void set_install_angles(double a, double b, double c);  // radians
     void set_tool(const double p[6]);                       // tool on the flange

@@ -224,7 +224,7 @@ bool get_drive_max_acc(Ctx &c) {
 bool auto_set_joint_limit(Ctx &c) {
     int mode = 0;
     if (!c.geti("limit_mode", mode) || mode < 0) return false;
-    const JointLimits def = c.arm.kin_.default_limits();
+    const JointLimits &def = c.arm.model_defaults;
     std::copy(def.max_pos, def.max_pos + kMaxDof, c.arm.lim.max_pos);
     std::copy(def.min_pos, def.min_pos + kMaxDof, c.arm.lim.min_pos);
     c.arm.refresh_kinematics();
