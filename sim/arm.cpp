@@ -330,11 +330,11 @@ bool Arm::start_jog(JogKind kind, int index, bool positive, int v) {
     return true;
 }
 
+// Ending a jog that is not running is no error: the arm is at rest either way.
 bool Arm::stop_jog() {
-    const bool was = jog_.active;
     jog_.active = false;
     qd_.fill(0);
-    return was || true;
+    return true;
 }
 
 void Arm::jog_tick(double dt) {
@@ -385,6 +385,7 @@ void Arm::tick(double dt, std::vector<std::string> &lines) {
     }
     if (queue_.empty()) {
         qd_.fill(0);
+        paused_ = false;
         return;
     }
     Trajectory &t = queue_.front();

@@ -70,7 +70,8 @@ public:
     enum JogKind { JogJoint, JogPos, JogOrt };
     bool start_jog(JogKind kind, int index, bool positive, int v);
     bool stop_jog();
-    void pause() { paused_ = true; }
+    // Holds the running motion where it is; with nothing moving there is nothing to hold.
+    void pause() { paused_ = moving(); }
     void resume() { paused_ = false; }
     // Halts everything at once (slow = decelerate first); unfinished trajectories report false.
     void halt(bool slow, std::vector<std::string> &lines);

@@ -5,6 +5,10 @@
 
 #include "sim/simulator.h"
 
+namespace {
+void on_stop_signal(int) {}
+}  // namespace
+
 int main(int argc, char **argv) {
     ky::sim::Options options;
     options.port = 8080;
@@ -21,7 +25,10 @@ int main(int argc, char **argv) {
     }
     if (verbose) options.log = [](const std::string &line) { std::cerr << "ky-sim: " << line << std::endl; };
 
-    // Block the stop signals in every thread; the main thread waits for them below.
+    // Block the stop signals in every thread; the main thread waits for them below. A handler is
+    // installed first so that a signal ignored by the parent (background jobs) still arrives.
+    signal(SIGINT, on_stop_signal);
+    signal(SIGTERM, on_stop_signal);
     sigset_t stop_signals;
     sigemptyset(&stop_signals);
     sigaddset(&stop_signals, SIGINT);

@@ -91,8 +91,9 @@ struct Simulator::Impl {
     uint64_t push_version = 0;
     std::atomic<uint64_t> datagrams{0};
     std::atomic<bool> stopping{false};
-    bool started = false;
-    int listen_fd = -1, wake_fd = -1, udp_fd = -1, bound_port = 0;
+    std::atomic<bool> started{false};
+    std::atomic<int> bound_port{0};
+    int listen_fd = -1, wake_fd = -1, udp_fd = -1;
     std::string error;
     std::thread io, motion, pusher;
 
@@ -147,7 +148,7 @@ bool Simulator::Impl::start() {
         error = "bad bind address " + opts.bind_address;
         return false;
     }
-    if (opts.port < 0 || opts.port > 65535 || bind(listen_fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0 ||
+    if (listen_fd < 0 || opts.port < 0 || opts.port > 65535 || bind(listen_fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0 ||
         listen(listen_fd, 16) != 0) {
         error = "cannot listen on " + opts.bind_address + ":" + std::to_string(opts.port) + ": " + std::strerror(errno);
         return false;

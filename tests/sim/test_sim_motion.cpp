@@ -163,6 +163,11 @@ TEST(SimMotion, PauseHoldsTheArmAndContinueFinishesTheMove) {
     EXPECT_TRUE(cJSON_IsTrue(member(r, "arm_continue")));
     EXPECT_EQ(c.expect("current_trajectory_state", 3000), kDone);
     EXPECT_EQ(sim.joints(), target);
+    // A pause with nothing moving holds nothing: the next move runs.
+    c.request(R"({"command":"set_arm_pause"})", "set_arm_pause");
+    ASSERT_TRUE(accepted(c.request(movej(kSixStart), "movej")));
+    EXPECT_EQ(c.expect("current_trajectory_state", 3000), kDone);
+    EXPECT_FALSE(sim.paused());
 }
 
 TEST(SimMotion, StoppingAndDeletingReportEveryUnfinishedTrajectory) {
