@@ -51,14 +51,6 @@ struct Client {
 
 void set_nonblocking(int fd) { fcntl(fd, F_SETFL, fcntl(fd, F_GETFL, 0) | O_NONBLOCK); }
 
-std::string trim(const std::string &s) {
-    size_t a = 0, b = s.size();
-    auto junk = [](char c) { return c == '\0' || c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-    while (a < b && junk(s[a])) ++a;
-    while (b > a && junk(s[b - 1])) --b;
-    return s.substr(a, b - a);
-}
-
 // Every member except "command" becomes the string "?".
 std::string mangle(const std::string &line) {
     cJSON *o = cJSON_Parse(line.c_str());
@@ -307,17 +299,31 @@ void Simulator::Impl::read_client(Client &c) {
         c.in.append(buf, static_cast<size_t>(n));
     }
     // A command ends at CR LF (unformatted and formatted requests alike); a bare LF also ends one
-    // when the text before it is a complete JSON object.
-    size_t start = 0;
+    // when the text before it is a complete JSON object (probed only for short "{...}" texts, so
+    // a flood of bare LFs costs no more than a scan).
+    auto junk = [](char ch) { return ch == '\0' || ch == ' ' || ch == '\t' || ch == '\r' || ch == '\n'; };
+    size_t start = 0, first = 0;  // start of the pending text, its first non-blank byte
     for (size_t pos = c.in.find('\n'); pos != std::string::npos; pos = c.in.find('\n', pos + 1)) {
         const bool crlf = pos > start && c.in[pos - 1] == '\r';
-        const std::string text = trim(c.in.substr(start, pos - start));
+        size_t a = std::max(first, start), b = pos;
+        while (a < b && junk(c.in[a])) ++a;
+        first = a;
+        if (a == b) {  // nothing but blanks so far
+            start = pos + 1;
+            continue;
+        }
+        while (b > a && junk(c.in[b - 1])) --b;
         if (!crlf) {
-            cJSON *probe = text.empty() ? nullptr : cJSON_Parse(text.c_str());
+            if (c.in[a] != '{') {  // a stray line that cannot open a command: dropped
+                start = pos + 1;
+                continue;
+            }
+            if (b - a < 2 || b - a > 65536 || c.in[b - 1] != '}') continue;
+            cJSON *probe = cJSON_ParseWithLength(c.in.data() + a, b - a);
             if (probe == nullptr) continue;
             cJSON_Delete(probe);
         }
-        if (!text.empty()) handle_line(c, text);
+        if (b > a) handle_line(c, c.in.substr(a, b - a));
         start = pos + 1;
         if (c.close_when_flushed) break;
     }

@@ -217,10 +217,13 @@ TEST(SimProtocol, FramingAcceptsSplitJoinedFormattedAndBareLfCommands) {
     // Formatted, indented, multi-line JSON ended by CR LF without NUL.
     c.send_raw("{\n\t\"command\":\t\"get_tool_envelope\",\n\t\"tool_name\":\t\"Arm_Tip\",\n\t\"list\":\t[]\n}\r\n");
     EXPECT_FALSE(c.expect("get_tool_envelope").empty());
+    // A stray text line before a command does not swallow it.
+    c.send_raw(std::string("garbage line\n") + cmd);
+    EXPECT_FALSE(c.expect("joint_degree").empty());
     // A bare LF after a complete object.
     c.send_raw("{\"command\":\"get_teach_frame\"}\n");
     EXPECT_FALSE(c.expect("get_teach_frame").empty());
-    EXPECT_EQ(sim.commands_received(), 5u);
+    EXPECT_EQ(sim.commands_received(), 6u);
 }
 
 TEST(SimProtocol, BadInputIsIgnoredAndTheServerKeepsAnswering) {
@@ -239,6 +242,12 @@ TEST(SimProtocol, BadInputIsIgnoredAndTheServerKeepsAnswering) {
         "{\"command\":\"set_realtime_push\",\"cycle\":-5,\"ip\":\"300.1.1.1\"}\r\n",
         "{\"command\":\"set_tool_envelope\",\"tool_name\":\"Arm_Tip\",\"list\":[{\"name\":5}]}\r\n",
         std::string(300000, '{') + "\r\n",
+        std::string(200000, '\n'),
+        [] {
+            std::string s;
+            for (int i = 0; i < 20000; ++i) s += "}{\"a\":1}\n";
+            return s;
+        }(),
         std::string(100000, 'x'),
     };
     for (const auto &j : junk) c.send_raw(j);
