@@ -52,6 +52,7 @@ struct Options {
     Faults faults;
     uint64_t seed = 0;                      // random seed of the fault draws and noise; 0 = fixed default
     // Receives one line per notable event (client connected, ignored input, ...); may be empty.
+    // Called from the simulator's threads with its state locked: it must not call back into it.
     std::function<void(const std::string &)> log;
 };
 
