@@ -38,12 +38,11 @@ public:
 
     json_pack_item *items() { return items_.data(); }
     int count() const { return static_cast<int>(items_.size()); }
-    const char *command() const { return command_.c_str(); }
+    const char *command() const { return strings_.front().c_str(); }
     // Called when the items were handed to the packer (which owns type-4 items from then on).
     void handed_over() { handed_ = true; }
 
 private:
-    std::string command_;
     std::vector<json_pack_item> items_;
     std::deque<std::string> strings_;
     std::deque<std::vector<int32_t>> arrays_;

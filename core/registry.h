@@ -47,10 +47,29 @@ struct ReadLock {
     ReadLock &operator=(const ReadLock &) = delete;
 };
 
-// Runs `fn(ky_handle&)` under the read lock when the robot is registered; -1 otherwise
+// Read lock plus the record mutex (ky_mutex_lock): held while a command reads or writes
+// the cached fields of a robot record, so concurrent commands never race on them.
+struct RecordLock {
+    RecordLock() {
+        ky_rdlock_lock();
+        ky_mutex_lock();
+    }
+    ~RecordLock() {
+        ky_mutex_unlock();
+        ky_rdlock_unlock();
+    }
+    RecordLock(const RecordLock &) = delete;
+    RecordLock &operator=(const RecordLock &) = delete;
+};
+
+// Runs `fn(ky_handle&)` under RecordLock when the robot is registered; -1 otherwise
 // (logging "[tag] handle is NULL!" when a tag is given).
 template <class Fn>
 int with_robot(ky_robot_handle *robot, const char *tag, Fn &&fn);
+
+// Fields that the receive thread reads while command threads may write them (id, dof).
+inline int32_t load_field(const int32_t &f) { return __atomic_load_n(&f, __ATOMIC_RELAXED); }
+inline void store_field(int32_t &f, int32_t v) { __atomic_store_n(&f, v, __ATOMIC_RELAXED); }
 
 // Wakes the receive thread so it polls the registry's current sockets.
 void wake_receiver();
@@ -58,7 +77,7 @@ void wake_receiver();
 
 template <class Fn>
 int ky::with_robot(ky_robot_handle *robot, const char *tag, Fn &&fn) {
-    ReadLock lock;
+    RecordLock lock;
     ky_handle *h = ky_get_ky_handle_by_robot_handle(robot);
     if (!h) {
         if (tag) ky_log_error("[%s] handle is NULL!\n", tag);

@@ -1,0 +1,155 @@
+// The receive thread of modes 1 and 2: one thread for all robots. It blocks in poll() on
+// every connected robot's socket and on a wake-up descriptor (signalled when a robot is
+// added or removed and at shutdown), cuts each robot's byte stream into lines and files
+// them in the robot's reply FIFO.
+#include "core/receiver.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core/registry.h"
+
+namespace {
+
+constexpr size_t kReadSize = 20480;
+// Bytes kept while waiting for the end of a line; a peer that sends more without a line
+// end is broken, and what it sent is discarded rather than held without bound.
+constexpr size_t kMaxPending = 1 << 20;
+
+int g_wake_fd = -1;
+
+void drain_wake() {
+    uint64_t v;
+    while (::read(g_wake_fd, &v, sizeof v) > 0) {
+    }
+}
+
+}  // namespace
+
+void ky::wake_receiver() {
+    if (g_wake_fd >= 0) {
+        uint64_t one = 1;
+        ssize_t r = ::write(g_wake_fd, &one, sizeof one);
+        (void)r;
+    }
+}
+
+bool ky::receiver_open_wake() {
+    if (g_wake_fd < 0) g_wake_fd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    return g_wake_fd >= 0;
+}
+
+void ky::receiver_close_wake() {
+    if (g_wake_fd >= 0) ::close(g_wake_fd);
+    g_wake_fd = -1;
+}
+
+void ky::split_and_file(ky_handle *handle, char *text, int first_read_len) {
+    // The text handed over always ends at a line end the peer sent (or at its close).
+    // Lines end at CR LF; the scan starts at index 5, and the last two bytes of the text
+    // end the last line, so text shorter than 7 bytes carries nothing.
+    const int len = static_cast<int>(std::strlen(text));
+    if (len < 7) return;
+    int start = 0;
+    for (int j = 5; j <= len - 2; ++j) {
+        if ((text[j] == '\r' && text[j + 1] == '\n') || j == len - 2) {
+            text[j] = '\0';
+            text[j + 1] = '\0';
+            ky_log_debug("thread_socket_receive len %d robot_handle: %d message:%s\n", first_read_len,
+                         ky::load_field(handle->robot.id), text + start);
+            add_str_to_fifo(handle, text + start, j - start);
+            start = j + 2;
+        }
+    }
+}
+
+int thread_socket_receive() {
+    struct Stream {
+        ky_handle *owner = nullptr;
+        std::string pending;
+        int first_read = 0;
+    };
+    std::array<Stream, KY_MAX_ROBOTS> streams;
+    std::vector<char> buf(kReadSize + 1);
+    std::vector<pollfd> fds;
+    std::vector<int> slot_of;
+
+    while (!should_exit.load()) {
+        fds.clear();
+        slot_of.clear();
+        fds.push_back({g_wake_fd, POLLIN, 0});
+        slot_of.push_back(-1);
+        {
+            std::lock_guard<std::mutex> lock(ky::registry_mutex());
+            for (int i = 0; i < KY_MAX_ROBOTS; ++i) {
+                ky_handle *h = gHandleList[i];
+                if (h == nullptr || h->socket == nullptr) continue;
+                int fd = h->socket->fd.load();
+                if (fd <= 0) continue;
+                fds.push_back({fd, POLLIN, 0});
+                slot_of.push_back(i);
+            }
+        }
+        int ready = ::poll(fds.data(), fds.size(), -1);
+        if (ready < 0) {
+            if (errno == EINTR) continue;
+            break;
+        }
+        if (fds[0].revents) drain_wake();
+        if (should_exit.load()) break;
+
+        for (size_t k = 1; k < fds.size(); ++k) {
+            if (!(fds[k].revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL))) continue;
+            const int slot = slot_of[k];
+            ky_handle *h = nullptr;
+            ssize_t n = -1;
+            {
+                // Read under the registry mutex, and only if the slot still holds the robot
+                // whose descriptor was polled: a robot deleted meanwhile may have had its
+                // descriptor number reused by a new connection.
+                std::lock_guard<std::mutex> lock(ky::registry_mutex());
+                h = gHandleList[slot];
+                if (h == nullptr || h->socket == nullptr || h->socket->fd.load() != fds[k].fd) continue;
+                n = ::recv(fds[k].fd, buf.data(), kReadSize, MSG_DONTWAIT);
+                if (n == 0) {
+                    ky_log_error("服务器已关闭!\n");
+                    h->socket->fd = -1;
+                }
+            }
+            Stream &s = streams[slot];
+            if (s.owner != h) {
+                s.owner = h;
+                s.pending.clear();
+            }
+            if (n < 0) continue;
+            if (n == 0) {
+                // The peer closed: what it sent last still counts as one text.
+                if (!s.pending.empty()) {
+                    std::string text = std::move(s.pending);
+                    s.pending.clear();
+                    ky::split_and_file(h, text.data(), s.first_read);
+                }
+                continue;
+            }
+            if (s.pending.empty()) s.first_read = static_cast<int>(n);
+            s.pending.append(buf.data(), static_cast<size_t>(n));
+            if (s.pending.back() == '\n') {
+                std::string text = std::move(s.pending);
+                s.pending.clear();
+                ky::split_and_file(h, text.data(), s.first_read);
+            } else if (s.pending.size() > kMaxPending) {
+                ky_log_error("[thread_socket_receive] line of more than %zu bytes dropped\n", kMaxPending);
+                s.pending.clear();
+            }
+        }
+    }
+    return 0;
+}
