@@ -17,6 +17,10 @@ namespace ky::sim {
 namespace {
 constexpr double kDeg = M_PI / 180.0;
 constexpr double kMaxSampleJump = 15.0;  // degrees between two path samples: a branch flip
+// Shortest trajectory in real time, whatever the speed scale: a completion line never leaves in
+// the same write as the acceptance of its move (a reader that keeps one line per read loses
+// the second one).
+constexpr double kMinDuration = 0.02;
 
 double smooth(double tau) {
     tau = std::clamp(tau, 0.0, 1.0);
@@ -160,7 +164,7 @@ void Arm::finish_joint_timing(Trajectory &t, int v) {
         duration = std::max(duration, 1.5 * d / (vr * std::max(lim.max_vel[i], 1e-3)));
         duration = std::max(duration, std::sqrt(6.0 * d / std::max(lim.max_acc[i], 1e-3)));
     }
-    t.duration = duration / speed_scale;
+    t.duration = std::max(duration / speed_scale, kMinDuration);
 }
 
 bool Arm::plan_path(const Eigen::Isometry3d &, const std::vector<Eigen::Isometry3d> &path, const Joints &start, int v,
@@ -190,7 +194,7 @@ bool Arm::plan_path(const Eigen::Isometry3d &, const std::vector<Eigen::Isometry
     duration = std::max(duration, 1.5 * max_rate * n / vr);
     duration = std::max(duration, std::sqrt(6.0 * length / line_acc));
     duration = std::max(duration, std::sqrt(6.0 * angle / angular_acc));
-    out.duration = duration / speed_scale;
+    out.duration = std::max(duration / speed_scale, kMinDuration);
     return true;
 }
 
