@@ -84,9 +84,11 @@ TEST(Concurrency, DeleteWaitsForCommandsInFlightAndLaterCallsFail) {
     });
     // Once the request is out, the waiter holds the registry's read lock for its wait.
     ASSERT_TRUE(fake.wait_for_requests(1, 2s));
+    auto t0 = std::chrono::steady_clock::now();
     EXPECT_EQ(ky_delete_robot_arm(robot), 0);  // blocks until the waiter's exchange ended
-    EXPECT_EQ(result.load(), -2);
+    EXPECT_GE(std::chrono::steady_clock::now() - t0, 150ms);
     waiter.join();
+    EXPECT_EQ(result.load(), -2);
     int v;
     EXPECT_EQ(ky_get_data_common(robot, &v, "get_x", "x"), -1);
 }
