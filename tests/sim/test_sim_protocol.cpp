@@ -23,10 +23,10 @@ ky::sim::Options quiet(const std::string &product = "KY6A-B") {
 }
 
 // "a.b:type" with type bool, true, false, int, str, obj or arrN (an integer array of N).
-::testing::AssertionResult has_shape(const std::string &line, const std::string &spec) {
+::testing::AssertionResult has_shape(const std::string &line, const std::string &shape) {
     Json j = parse(line);
     if (!j) return ::testing::AssertionFailure() << "not JSON: " << line;
-    std::stringstream ss(spec);
+    std::stringstream ss(shape);
     std::string item;
     while (ss >> item) {
         const size_t colon = item.find(':');
