@@ -2,6 +2,7 @@
 // product versions, framing of requests, and input that must never stop the server.
 #include <gtest/gtest.h>
 
+#include <random>
 #include <sstream>
 #include <thread>
 
@@ -22,10 +23,10 @@ ky::sim::Options quiet(const std::string &product = "KY6A-B") {
 }
 
 // "a.b:type" with type bool, true, false, int, str, obj or arrN (an integer array of N).
-::testing::AssertionResult has_shape(const std::string &line, const std::string &spec) {
+::testing::AssertionResult has_shape(const std::string &line, const std::string &shape) {
     Json j = parse(line);
     if (!j) return ::testing::AssertionFailure() << "not JSON: " << line;
-    std::stringstream ss(spec);
+    std::stringstream ss(shape);
     std::string item;
     while (ss >> item) {
         const size_t colon = item.find(':');
@@ -260,6 +261,70 @@ TEST(SimProtocol, BadInputIsIgnoredAndTheServerKeepsAnswering) {
         ASSERT_TRUE(j) << l;
     }
     EXPECT_EQ(sim.joints(), std::vector<double>(6, 0.0));
+}
+
+// Every served command with members of random names, types and sizes: each gets exactly one
+// well-formed reply and the server survives (run under the sanitizers).
+TEST(SimProtocol, RandomRequestsAreAnsweredAndNeverStopTheServer) {
+    ky::sim::Simulator sim(quiet());
+    ASSERT_TRUE(sim.start());
+    TcpClient c(sim.port());
+    std::mt19937 rng(1234);
+    const char *keys[] = {"joint", "pose", "v", "r", "trajectory_connect", "loop", "joint_step", "step", "step_type",
+                          "teach_joint", "teach_type", "direction", "joint_max_pos", "joint_min_pos", "joint_max_speed",
+                          "joint_max_acc", "joint_en_state", "joint_zero_pos", "joint_clear_err", "limit_mode",
+                          "init_pose", "frame_type", "tool_name", "frame_name", "payload", "position", "tool_pose",
+                          "frame_pose", "point_num", "list", "enable", "cycle", "port", "ip", "custom",
+                          "force_cordinate", "collision_stage", "arm_line_speed"};
+    auto value = [&](int depth) -> cJSON * {
+        switch (rng() % (depth > 1 ? 6 : 8)) {
+        case 0: return cJSON_CreateNumber(static_cast<int>(rng() % 400001) - 200000);
+        case 1: return cJSON_CreateNumber((rng() % 2 ? 1 : -1) * 1e12);
+        case 2: return cJSON_CreateString(rng() % 2 ? "pos" : "127.0.0.1");
+        case 3: return cJSON_CreateBool(rng() % 2);
+        case 4: return cJSON_CreateNull();
+        case 5: return cJSON_CreateString("x_step");
+        default: {
+            cJSON *a = cJSON_CreateArray();
+            const int n = static_cast<int>(rng() % 9);
+            for (int i = 0; i < n; ++i) cJSON_AddItemToArray(a, cJSON_CreateNumber(static_cast<int>(rng() % 200001) - 100000));
+            if (rng() % 4 == 0) cJSON_AddItemToArray(a, cJSON_CreateObject());
+            return a;
+        }
+        }
+    };
+    int sent = 0;
+    for (const auto &name : ky::sim::served_commands()) {
+        for (int round = 0; round < 12; ++round) {
+            cJSON *o = cJSON_CreateObject();
+            cJSON_AddStringToObject(o, "command", name.c_str());
+            const int members = static_cast<int>(rng() % 6);
+            for (int m = 0; m < members; ++m) {
+                cJSON *v = value(0);
+                if (rng() % 5 == 0) {  // nested object, as "custom" and "pose" of movec
+                    cJSON *inner = cJSON_CreateObject();
+                    cJSON_AddItemToObject(inner, rng() % 2 ? "pose_via" : "joint_speed", value(2));
+                    cJSON_AddItemToObject(inner, "pose_to", value(2));
+                    cJSON_Delete(v);
+                    v = inner;
+                }
+                cJSON_AddItemToObject(o, keys[rng() % std::size(keys)], v);
+            }
+            char *text = cJSON_PrintUnformatted(o);
+            c.send(text);
+            cJSON_free(text);
+            cJSON_Delete(o);
+            ++sent;
+        }
+    }
+    // One reply per request, each a JSON object with a string "command"; completions may join in.
+    int replies = 0;
+    for (std::string l = c.line(1000); !l.empty(); l = c.line(300)) {
+        ASSERT_FALSE(command_of(l).empty()) << l;
+        if (command_of(l) != "current_trajectory_state") ++replies;
+    }
+    EXPECT_EQ(replies, sent);
+    EXPECT_FALSE(c.request(R"({"command":"get_joint_degree"})", "joint_degree") == nullptr);
 }
 
 TEST(SimProtocol, ServesSeveralClientsAtOnce) {
