@@ -248,11 +248,11 @@ TEST(TrajectoryQuery, EveryProblemIsMinusOne) {
     }
     kytest::LogCapture log;
     arm.fake.on("get_arm_current_trajectory", trajectory("none"));
-    arm.robot->dof = 0;
+    ky::store_field(arm.robot->dof, 0);  // dof unknown, as before identification
     int type = 0;
     EXPECT_EQ(ky_get_arm_current_trajectory(arm.robot, &type, nullptr), -1);
     EXPECT_TRUE(log.contains("[parse_ky_get_arm_current_trajectory] The robotic arm has been disconnected\n"));
-    arm.robot->dof = 6;
+    ky::store_field(arm.robot->dof, 6);
     arm.fake.off("get_arm_current_trajectory");
     EXPECT_EQ(ky_get_arm_current_trajectory(arm.robot, &type, nullptr), -2);
 }

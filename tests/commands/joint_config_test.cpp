@@ -158,10 +158,10 @@ TEST(JointConfig, ArraysMustHaveDofElements) {
     EXPECT_FLOAT_EQ(out[6], 42.0f);
     EXPECT_FLOAT_EQ(arm.robot->joint_max_speed[6], 42.0f);
     // Disconnected arm: the exchange happens, then the dof check fails.
-    arm.robot->dof = 0;
+    ky::store_field(arm.robot->dof, 0);  // dof unknown, as before identification
     EXPECT_EQ(ky_get_joint_max_speed(arm.robot, out), -1);
     EXPECT_TRUE(log.contains("[ky_get_joint_max_speed] The robotic arm has been disconnected\n"));
-    arm.robot->dof = 7;
+    ky::store_field(arm.robot->dof, 7);
 }
 
 TEST(JointConfig, AutoLimitNeedsTheReplyKeyWithItsTrailingBlank) {

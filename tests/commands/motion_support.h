@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "core/fifo.h"
+#include "core/registry.h"
 #include "support/test_util.h"
 
 namespace kymotion {

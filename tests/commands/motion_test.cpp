@@ -155,10 +155,10 @@ TEST(MoveAccept, UnknownHandleAndDisconnectedArmSendNothing) {
     EXPECT_EQ(ky_movec_block(&bogus, pose(0, 0, 0, 0, 0, 0), pose(0, 0, 0, 0, 0, 0), 1, 0, 0, 0, 1), -1);
     EXPECT_EQ(ky_movej_nblock(arm.robot, nullptr, 1, 0, 0), -1);
     kytest::LogCapture log;
-    arm.robot->dof = 0;
+    ky::store_field(arm.robot->dof, 0);  // dof unknown, as before identification
     EXPECT_EQ(ky_movej_block(arm.robot, kJoints, 1, 0, 0, 1), -1);
     EXPECT_TRUE(log.contains("[ky_movej] The robotic arm has been disconnected\n"));
-    arm.robot->dof = 6;
+    ky::store_field(arm.robot->dof, 6);
     std::this_thread::sleep_for(20ms);
     EXPECT_EQ(arm.fake.received(), "");
 }
