@@ -37,6 +37,9 @@ void get_joint_limits(const State &s, float max_pos[], float min_pos[], float ma
 
 // Flange transform in the arm's own base (forward_kinematics_e).
 ky_matrix fk_flange(const State &s, const float q[]);
+// Rotation part (counts 3 and 3) and position (m) of the flange transform.
+ky_matrix fk_rotation(const State &s, const float q[]);
+ky_position fk_position(const State &s, const float q[]);
 // Tool pose in the world frame: installation and tool applied (forward_kinematics_for_unity).
 ky_pose fk_world(const State &s, const float q[], ky_matrix *transform = nullptr);
 // Tool pose expressed in the work frame (forward_kinematics).
