@@ -543,6 +543,70 @@ KY_API int ky_get_current_joint_voltage(ky_robot_handle *robot_handle, float *va
 
 /* ================================================= Joint configuration */
 /* @@ joint configuration: declarations follow */
+/*
+ * Per-joint settings. `joint` is the controller's joint number, passed on as given. On the
+ * wire: positions are degrees x 1000; the motion-limit speeds and accelerations and the
+ * drive speed are (value / 6) x 1000 (revolutions per minute x 1000); the drive
+ * acceleration is set as value x 1000 (no division by 6) but read back x 6 / 1000. Every
+ * conversion to the wire truncates toward zero. Arrays read back hold `dof` values (6 or
+ * 7), so output arrays need room for 7.
+ * Each function is one exchange waiting m_nOutTime. Results: 0; 1 the controller refused;
+ * -1 unknown handle, send failure, or (gets) the arm's dof is not 6 or 7 ("The robotic arm
+ * has been disconnected"); -2 no reply; -3 unreadable reply or wrong array length.
+ */
+
+/** Drive speed limit of one joint, degrees/s. Reply state "joint_max_speed". */
+KY_API int ky_set_joint_drive_max_speed(ky_robot_handle *robot_handle, int joint, float speed);
+/** Drive acceleration limit of one joint, degrees/s^2 (sent x 1000, not divided by 6). */
+KY_API int ky_set_joint_drive_max_acc(ky_robot_handle *robot_handle, int joint, float acc);
+/** Drive minimum position of one joint, degrees. */
+KY_API int ky_set_joint_drive_min_pos(ky_robot_handle *robot_handle, int joint, float pos);
+/** Drive maximum position of one joint, degrees. */
+KY_API int ky_set_joint_drive_max_pos(ky_robot_handle *robot_handle, int joint, float pos);
+/** Reads every joint's drive speed limit (degrees/s) into speed[dof]. */
+KY_API int ky_get_joint_drive_max_speed(ky_robot_handle *robot_handle, float *speed);
+/** Reads every joint's drive acceleration limit (wire value x 6 / 1000) into acc[dof]. */
+KY_API int ky_get_joint_drive_max_acc(ky_robot_handle *robot_handle, float *acc);
+/** Reads every joint's drive minimum position (degrees) into pos[dof]. */
+KY_API int ky_get_joint_drive_min_pos(ky_robot_handle *robot_handle, float *pos);
+/** Reads every joint's drive maximum position (degrees) into pos[dof]. */
+KY_API int ky_get_joint_drive_max_pos(ky_robot_handle *robot_handle, float *pos);
+
+/** Motion speed limit of one joint, degrees/s; on success all joints' limits are read back
+ *  (ky_get_joint_max_speed) and that read's result is returned. */
+KY_API int ky_set_joint_max_speed(ky_robot_handle *robot_handle, int joint, float speed);
+/** Motion acceleration limit of one joint, degrees/s^2; then ky_get_joint_max_acc. */
+KY_API int ky_set_joint_max_acc(ky_robot_handle *robot_handle, int joint, float acc);
+/** Motion minimum position of one joint, degrees; then ky_get_joint_min_pos. */
+KY_API int ky_set_joint_min_pos(ky_robot_handle *robot_handle, int joint, float pos);
+/** Motion maximum position of one joint, degrees; then ky_get_joint_max_pos. */
+KY_API int ky_set_joint_max_pos(ky_robot_handle *robot_handle, int joint, float pos);
+/** Lets the controller set the joint position limits itself (`mode` as the controller
+ *  defines it). The reply is named "auto_set_joint_limit " (with a trailing blank); on
+ *  success the minimum and maximum positions are read back and the latter's result is
+ *  returned. */
+KY_API int ky_auto_set_joint_limit(ky_robot_handle *robot_handle, int mode);
+/** Reads every joint's motion speed limit (degrees/s) into speed[dof] (may be null) and
+ *  into the robot handle's joint_max_speed. */
+KY_API int ky_get_joint_max_speed(ky_robot_handle *robot_handle, float *speed);
+/** Reads every joint's acceleration limit (degrees/s^2) into acc[dof] and joint_max_acc. */
+KY_API int ky_get_joint_max_acc(ky_robot_handle *robot_handle, float *acc);
+/** Reads every joint's minimum position (degrees) into pos[dof] and joint_min_pos. */
+KY_API int ky_get_joint_min_pos(ky_robot_handle *robot_handle, float *pos);
+/** Reads every joint's maximum position (degrees) into pos[dof] and joint_max_pos. */
+KY_API int ky_get_joint_max_pos(ky_robot_handle *robot_handle, float *pos);
+
+/** Enables (state non-zero) or disables one joint; `state` is sent as given. */
+KY_API int ky_set_joint_en_state(ky_robot_handle *robot_handle, int joint, int state);
+/** Takes the joint's current position as its zero. */
+KY_API int ky_set_joint_zero_pos(ky_robot_handle *robot_handle, int joint);
+/** Clears the joint's error. */
+KY_API int ky_set_joint_clear_err(ky_robot_handle *robot_handle, int joint);
+/** Reads every joint's enable state into state[dof], one byte per joint. */
+KY_API int ky_get_joint_en_state(ky_robot_handle *robot_handle, uint8_t *state);
+/** Reads every joint's error flag and brake state (each dof values; either pointer may be
+ *  null). */
+KY_API int ky_get_joint_err_flag(ky_robot_handle *robot_handle, uint16_t *err_flag, uint16_t *brake_state);
 
 /* ================================================= Tool and work frames */
 /* @@ frames: declarations follow */
@@ -653,9 +717,146 @@ KY_API int ky_delete_work_frame(ky_robot_handle *robot_handle, const char *name)
 
 /* ================================================= Motion */
 /* @@ motion: declarations follow */
+/*
+ * Planned moves. Each comes in three forms: `_nblock` returns once the controller accepted
+ * the move; `_block` also waits until the controller reports that the trajectory finished;
+ * the plain name picks `_block` when `block` is non-zero, else `_nblock`.
+ *
+ * Arguments: joint angles in degrees (dof values, sent x 1000 via double, truncated); a pose
+ * sends position (metres, x 1,000,000) and Euler angles (radians, x 1000), single-precision
+ * products truncated toward zero, the quaternion is ignored; `v` speed ratio in percent and
+ * `r` blending radius, sent as given (movec sends r x 1000); `trajectory_connect` 0 plans
+ * the trajectory by itself, 1 joins it to the next one sent.
+ *
+ * Acceptance: one exchange waiting m_nOutTime for {"receive_state":...}. Non-blocking forms
+ * mark the next completion line as an event: it goes to the event callback
+ * (ky_get_arm_event_call_back) and no reply wait sees it.
+ *
+ * Blocking wait (modes 1 and 2): returns as soon as the completion line
+ * {"command":"current_trajectory_state","trajectory_state":true,"device":0,
+ * "trajectory_connect":0} arrives; meanwhile it queries the running trajectory
+ * (ky_get_arm_current_trajectory) every 100 ms. It has no overall time limit while the
+ * controller reports the trajectory running. A blocking move with trajectory_connect 1
+ * returns 0 once accepted. Mode 0: waits for the completion line for `block` periods of
+ * one second.
+ *
+ * Results: 0 accepted (non-blocking) / finished (blocking); 1 refused ("receive_state"
+ * false) or the trajectory failed ("trajectory_state" false); -1 unknown handle, send
+ * error, dof not 6 or 7 (movej), or a completion line without a boolean
+ * "trajectory_state"; -2 no acceptance within m_nOutTime; -3 unreadable acceptance or
+ * completion line (also a negative "device" or "trajectory_connect"); -4 the trajectory
+ * ended but the last completion line named another device or connect value; -5 mode 0,
+ * no completion within `block` seconds; -6 ky_movec with trajectory_connect other than 0 or
+ * 1 (nothing sent); six failed trajectory queries during one wait return the query's code.
+ */
+
+/** Joint-space move to joint[dof] (degrees). Request "movej": v, joint, trajectory_connect, r. */
+KY_API int ky_movej_nblock(ky_robot_handle *robot_handle, const float *joint, int v, int r, int trajectory_connect);
+/** Blocking movej; waits for trajectory type 1 (movej). */
+KY_API int ky_movej_block(ky_robot_handle *robot_handle, const float *joint, int v, int r, int trajectory_connect,
+                          int block);
+KY_API int ky_movej(ky_robot_handle *robot_handle, const float *joint, int v, int r, int trajectory_connect,
+                    int block);
+/** Straight-line move to `pose`. Request "movel": v, pose, trajectory_connect, r. */
+KY_API int ky_movel_nblock(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect);
+/** Blocking movel; waits for trajectory type 2 (movel). */
+KY_API int ky_movel_block(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect,
+                          int block);
+KY_API int ky_movel(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect, int block);
+/** Spline move through `pose` (join several with trajectory_connect 1). Request "moves". */
+KY_API int ky_moves_nblock(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect);
+/** Blocking moves; waits for trajectory type 4 (moves); logs under the tag "ky_movel". */
+KY_API int ky_moves_block(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect,
+                          int block);
+KY_API int ky_moves(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect, int block);
+/** Circular-arc move through `pose_via` to `pose_to`, `loop` full circles. Sent as one
+ *  formatted (multi-line) JSON object followed by "\r\n" (no trailing NUL):
+ *  command, pose {pose_via, pose_to}, v, r x 1000, loop, trajectory_connect. */
+KY_API int ky_movec_nblock(ky_robot_handle *robot_handle, ky_pose pose_via, ky_pose pose_to, int v, int r, int loop,
+                           int trajectory_connect);
+/** Blocking movec; waits for trajectory type 3 (movec). */
+KY_API int ky_movec_block(ky_robot_handle *robot_handle, ky_pose pose_via, ky_pose pose_to, int v, int r, int loop,
+                          int trajectory_connect, int block);
+/** Dispatcher; refuses trajectory_connect other than 0 and 1 with -6 before sending. */
+KY_API int ky_movec(ky_robot_handle *robot_handle, ky_pose pose_via, ky_pose pose_to, int v, int r, int loop,
+                    int trajectory_connect, int block);
+/** Joint-space move to a Cartesian target. Request "movej_p": v, pose, trajectory_connect, r. */
+KY_API int ky_movej_p_nblock(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect);
+/** Blocking movej_p; each pass starts with the trajectory query (type 1 while running) and
+ *  the completion line is awaited for 1000 ms once the arm is idle. */
+KY_API int ky_movej_p_block(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect,
+                            int block);
+KY_API int ky_movej_p(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect, int block);
+
+/** Waits for a completion line of `device` (0 arm, 3 lift, 4 expansion axis) with
+ *  "trajectory_connect" 0: up to `attempts` waits of 1000 ms each (any mode). 0 done;
+ *  1 "trajectory_state" false; -1 no boolean "trajectory_state"; -3 unreadable line;
+ *  -5 attempts used up (at once for 0). Completion lines of other devices or connect values
+ *  use up an attempt. */
+KY_API int ky_movecmd_singlemode_parse(ky_robot_handle *robot_handle, int attempts, int device);
 
 /* ================================================= Jogging, stepping, stopping */
 /* @@ jogging: declarations follow */
+/*
+ * Steps, teach jogging, stopping and the trajectory query. Unless stated, one exchange
+ * waiting m_nOutTime: 0; 1 refused; -1 unknown handle or send error; -2 no reply; -3
+ * unreadable reply.
+ *
+ * Steps: a joint step in degrees (sent x 1000), a position step in metres (x 1,000,000),
+ * an orientation step in radians (x 1000), single-precision products truncated. `axis`
+ * 0, 1, 2 selects x, y, z (rx, ry, rz); any other value sends no axis. `v` is the speed
+ * ratio in percent. The `_nblock` forms send, pause m_nOutTime without reading the
+ * controller's answer and return 0 (or -1 unknown handle / send error). The `_block` forms
+ * read the acceptance ("receive_state") and then wait for the step's completion like
+ * ky_movej_p_block (without the pause between queries while the step runs; completion line
+ * awaited 1000 ms once idle); in mode 0 `block` one-second waits (-5 when none came).
+ * Results of the blocking forms as the blocking moves.
+ */
+KY_API int ky_set_joint_step_nblock(ky_robot_handle *robot_handle, int joint, float step, int v);
+KY_API int ky_set_joint_step_block(ky_robot_handle *robot_handle, int joint, float step, int v, int block);
+/** Dispatcher: `block` non-zero selects the blocking form. Note the argument order. */
+KY_API int ky_set_joint_step(ky_robot_handle *robot_handle, int joint, int v, int block, float step);
+KY_API int ky_set_pos_step_nblock(ky_robot_handle *robot_handle, int axis, float step, int v);
+KY_API int ky_set_pos_step_block(ky_robot_handle *robot_handle, int axis, float step, int v, int block);
+KY_API int ky_set_pos_step(ky_robot_handle *robot_handle, int axis, int v, int block, float step);
+KY_API int ky_set_ort_step_nblock(ky_robot_handle *robot_handle, int axis, float step, int v);
+KY_API int ky_set_ort_step_block(ky_robot_handle *robot_handle, int axis, float step, int v, int block);
+KY_API int ky_set_ort_step(ky_robot_handle *robot_handle, int axis, int v, int block, float step);
+
+/** Slow stop of the current motion. */
+KY_API int ky_set_arm_slow_stop(ky_robot_handle *robot_handle);
+/** Immediate stop. */
+KY_API int ky_set_arm_stop(ky_robot_handle *robot_handle);
+/** Pauses the current trajectory. */
+KY_API int ky_set_arm_pause(ky_robot_handle *robot_handle);
+/** Continues a paused trajectory. */
+KY_API int ky_set_arm_continue(ky_robot_handle *robot_handle);
+/** Deletes the trajectory running now. */
+KY_API int ky_set_delete_current_trajectory(ky_robot_handle *robot_handle);
+/** Deletes every queued trajectory. */
+KY_API int ky_set_arm_delete_trajectory(ky_robot_handle *robot_handle);
+
+/** Jogs one joint until ky_set_stop_teach: `dir` non-zero positive, zero negative. Any
+ *  failed exchange (a time-out included) returns -1. */
+KY_API int ky_set_joint_teach(ky_robot_handle *robot_handle, int joint, int dir, int v);
+/** Jogs along axis 0 x, 1 y, 2 z of the teach frame. Any failed exchange returns -1. */
+KY_API int ky_set_pos_teach(ky_robot_handle *robot_handle, int axis, int dir, int v);
+/** Jogs about axis 0 rx, 1 ry, 2 rz. A failed exchange returns its own code (-1 or -2). */
+KY_API int ky_set_ort_teach(ky_robot_handle *robot_handle, int axis, int dir, int v);
+/** Ends teach jogging. */
+KY_API int ky_set_stop_teach(ky_robot_handle *robot_handle);
+/** Frame of Cartesian jogging; `frame_type` as the controller numbers it. Reply "set_state". */
+KY_API int ky_set_teach_frame(ky_robot_handle *robot_handle, int frame_type);
+/** Reads the teach frame type. */
+KY_API int ky_get_teach_frame(ky_robot_handle *robot_handle, int *frame_type);
+
+/** Trajectory running now. *type: 0 none, 1 movej, 2 movel, 3 movec, 4 moves,
+ *  5 re_trajectory. data: for 0, 1 and 5 the dof joint angles (degrees); for 2, 3 and 4
+ *  the end-effector pose x, y, z (metres), rx, ry, rz (radians); room for 7 floats.
+ *  0; -1 unknown handle, send error, dof not 6 or 7, or any problem with the reply
+ *  (unreadable, "data" missing or not an array, "type" missing or unknown: *type is then
+ *  left as it was); -2 no reply within m_nOutTime. */
+KY_API int ky_get_arm_current_trajectory(ky_robot_handle *robot_handle, int *type, float *data);
 
 /* ================================================= Algorithms (ky_algo_*) */
 /* @@ algorithms: declarations follow */
