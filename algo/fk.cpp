@@ -9,29 +9,22 @@
 namespace ky::algo {
 
 namespace {
-constexpr float kQuarter = 1.5707964f;
 
 struct FamilyModel {
     int n;
     bool standard;
-    int twist[7];  // in quarter turns
+    int twist[kMaxJoints];  // in quarter turns
 };
 
-const FamilyModel &family_model(Family f) {
-    static const FamilyModel ky6a{6, false, {0, 1, 0, 1, -1, 1, 0}};
-    static const FamilyModel ky7a{7, true, {-1, 1, -1, 1, -1, 1, 0}};
-    static const FamilyModel kyl6c{6, false, {0, -1, 0, 1, -1, -1, 0}};
-    static const FamilyModel lux6{6, false, {0, -1, 0, 0, 1, -1, 0}};
-    static const FamilyModel nov7{7, false, {0, -1, 1, 1, -1, 1, 1}};
-    switch (f) {
-        case Family::Ky7a: return ky7a;
-        case Family::Kyl6c2:
-        case Family::Kyl6c3: return kyl6c;
-        case Family::Lux6: return lux6;
-        case Family::Nov7: return nov7;
-        default: return ky6a;
-    }
-}
+// Indexed by Family.
+constexpr FamilyModel kFamilies[] = {
+    {6, false, {0, 1, 0, 1, -1, 1, 0}},     // Ky6a
+    {7, true, {-1, 1, -1, 1, -1, 1, 0}},    // Ky7a
+    {6, false, {0, -1, 0, 1, -1, -1, 0}},   // Kyl6c2
+    {6, false, {0, -1, 0, 1, -1, -1, 0}},   // Kyl6c3
+    {6, false, {0, -1, 0, 0, 1, -1, 0}},    // Lux6
+    {7, false, {0, -1, 1, 1, -1, 1, 1}},    // Nov7
+};
 }  // namespace
 
 Family family_of(uint32_t robot_type) {
@@ -48,16 +41,15 @@ Family family_of(uint32_t robot_type) {
 }
 
 Chain make_chain(const State &s) {
-    const FamilyModel &m = family_model(family_of(s.robot_type));
+    const FamilyModel &m = kFamilies[static_cast<int>(family_of(s.robot_type))];
     Chain c;
     c.n = m.n;
     c.standard = m.standard;
-    for (int i = 0; i < m.n; ++i) {
+    for (int i = 0; i < kMaxJoints; ++i) {
         c.d[i] = s.dh.d[i];
         c.a[i] = s.dh.a[i];
         c.offset[i] = s.dh.offset[i];
-        const int t = m.twist[i];
-        c.alpha[i] = static_cast<float>(t) * kQuarter;
+        const int t = i < m.n ? m.twist[i] : 0;
         c.ca[i] = t == 0 ? 1.0f : 0.0f;
         c.sa[i] = static_cast<float>(t);
     }
@@ -65,7 +57,7 @@ Chain make_chain(const State &s) {
 }
 
 ky_matrix chain_flange(const Chain &c, const float q[]) {
-    float theta[kMaxJoints];
+    float theta[kMaxJoints] = {};
     for (int i = 0; i < c.n; ++i) theta[i] = q[i] + c.offset[i];
     const Frame<float> f = chain_fk<float>(c, theta);
     ky_matrix m{};

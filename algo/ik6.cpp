@@ -7,6 +7,7 @@
 // of the fifth joint), enumerated in that nesting order with the positive root first.
 #include <cmath>
 
+#include "algo/fast_trig.h"
 #include "algo/ik_internal.h"
 
 namespace ky::algo {
@@ -36,9 +37,10 @@ float atan2_or(float y, float x, float ref) {
     return std::atan2(y, x);
 }
 
-// Rotation Rx(alpha) Tx(a) Rz(theta) Tz(d) of one modified-convention link.
+// Rx(alpha) Tx(a) Rz(theta) Tz(d) of one modified-convention link.
 Aff link(const Chain &c, int i, float theta) {
-    const float ct = std::cos(theta), st = std::sin(theta);
+    float st, ct;
+    sincos_f(theta, st, ct);
     const float ca = c.ca[i], sa = c.sa[i];
     Aff t;
     t.r[0][0] = ct;
@@ -58,48 +60,37 @@ Aff link(const Chain &c, int i, float theta) {
 
 struct Candidate {
     bool valid = false;
-    float theta[6] = {};
+    float theta[kMaxJoints] = {};
 };
 
-// Wrist angles of a spherical wrist from M = Rz(t4) Rx(a5) Rz(t5) Rx(a6) Rz(t6).
-void spherical_wrist(const Chain &c, const float M[3][3], bool positive, const float ref[],
-                     float th[]) {
-    const float sa = c.sa[4], sb = c.sa[5];
-    float c5 = -M[2][2] * sa * sb;
-    c5 = c5 > 1.0f ? 1.0f : (c5 < -1.0f ? -1.0f : c5);
-    float s5 = std::sqrt(1.0f - c5 * c5);
-    if (!positive) s5 = -s5;
+// Wrist angles of a spherical wrist from M = Rz(t4) Rx(a5) Rz(t5) Rx(a6) Rz(t6), for the
+// branch with sin(t5) of sign `sign`. |sin t5| comes from the third column (accurate near
+// the singularity, where 1 - cos^2 would lose it). Joint 6 is taken from what joint 4 and
+// 5 leave of M, so the three stay consistent however poorly joint 4 is determined near
+// the singularity (where it keeps its reference).
+void spherical_wrist(const Chain &c, const float M[3][3], float sign, const float ref[], float th[]) {
+    const float sa = c.sa[4], sb = c.sa[5], ca = c.ca[4], cb = c.ca[5];
+    const float c5 = -M[2][2] * sa * sb;
+    const float s5 = sign * std::sqrt(M[0][2] * M[0][2] + M[1][2] * M[1][2]);
     th[4] = std::atan2(s5, c5);
-    const float sg4 = (sb * s5) >= 0 ? 1.0f : -1.0f;
-    const float sg6 = (sa * s5) >= 0 ? 1.0f : -1.0f;
     const bool singular = std::fabs(M[0][2]) < kTiny && std::fabs(M[1][2]) < kTiny;
-    if (!singular) {
-        th[3] = std::atan2(sg4 * M[1][2], sg4 * M[0][2]);
-        th[5] = std::atan2(-sg6 * M[2][1], sg6 * M[2][0]);
-        return;
-    }
-    // Axes 4 and 6 aligned: joint 4 keeps its reference, joint 6 takes the rest.
-    th[3] = ref[3];
-    Aff w{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0, 0}};
-    Chain wc = c;
-    wc.d[3] = wc.d[4] = 0;
-    wc.a[3] = wc.a[4] = 0;
-    wc.ca[3] = 1;
-    wc.sa[3] = 0;  // the twist of link 4 is already removed from M
-    w = aff_mul(link(wc, 3, th[3]), link(wc, 4, th[4]));
-    Chain last = wc;
-    last.d[5] = 0;
-    last.a[5] = 0;
-    const Aff rx6 = link(last, 5, 0.0f);
-    w = aff_mul(w, rx6);
-    // N = W^T M = Rz(t6)
-    const float n00 = w.r[0][0] * M[0][0] + w.r[1][0] * M[1][0] + w.r[2][0] * M[2][0];
-    const float n10 = w.r[0][1] * M[0][0] + w.r[1][1] * M[1][0] + w.r[2][1] * M[2][0];
+    th[3] = singular ? ref[3] : std::atan2(sign * sb * M[1][2], sign * sb * M[0][2]);
+    float s4, c4;
+    sincos_f(th[3], s4, c4);
+    const float h = std::sqrt(s5 * s5 + c5 * c5);
+    const float sn5 = s5 / h, cs5 = c5 / h;
+    // Columns 0 and 1 of W = Rz(t4) Rx(a5) Rz(t5) Rx(a6); Rz(t6) = W^T M.
+    const float v[3] = {cs5, ca * sn5, sa * sn5};
+    const float w[3] = {-sn5 * cb, ca * cs5 * cb - sa * sb, sa * cs5 * cb + ca * sb};
+    const float w0[3] = {c4 * v[0] - s4 * v[1], s4 * v[0] + c4 * v[1], v[2]};
+    const float w1[3] = {c4 * w[0] - s4 * w[1], s4 * w[0] + c4 * w[1], w[2]};
+    const float n00 = w0[0] * M[0][0] + w0[1] * M[1][0] + w0[2] * M[2][0];
+    const float n10 = w1[0] * M[0][0] + w1[1] * M[1][0] + w1[2] * M[2][0];
     th[5] = std::atan2(n10, n00);
 }
 
-// First-joint angles: the wrist point P (relative to the shoulder height) keeps the fixed
-// lateral offset y0 in the frame of joint 1.
+// First-joint angle: the wrist point (px, py) keeps the fixed lateral offset y0 in the
+// frame of joint 1.
 bool shoulder(float px, float py, float y0, bool positive, float ref, float &t1) {
     if (std::fabs(px) < kTiny && std::fabs(py) < kTiny && std::fabs(y0) < kTiny) {
         t1 = ref;  // wrist point on the first axis
@@ -115,94 +106,106 @@ bool shoulder(float px, float py, float y0, bool positive, float ref, float &t1)
     return true;
 }
 
+// KY6A and KYL6C: the wrist centre fixes joints 1 to 3, the remaining rotation the wrist.
 void solve_spherical(const Chain &c, const Aff &F, const float ref[], Candidate cand[]) {
     const float z6[3] = {F.r[0][2], F.r[1][2], F.r[2][2]};
     const float px = F.p[0] - c.d[5] * z6[0];
     const float py = F.p[1] - c.d[5] * z6[1];
     const float pz = F.p[2] - c.d[5] * z6[2] - c.d[0];
-    const float sa2 = c.sa[1], sa4 = c.sa[3], ca4 = c.ca[3];
+    const float ca2 = c.ca[1], sa2 = c.sa[1], sa4 = c.sa[3], ca4 = c.ca[3];
     const float y0 = -sa2 * (c.d[1] + c.d[2] + ca4 * c.d[3]);
+    // Frame 4's origin seen from frame 3: (vx, vy) in the plane of the parallel joints.
     const float vx = c.a[3], vy = -sa4 * c.d[3];
     const float L = std::sqrt(vx * vx + vy * vy), beta = std::atan2(vy, vx);
     const float a3 = c.a[2];
     for (int sh = 0; sh < 2; ++sh) {
         float t1;
         if (!shoulder(px, py, y0, sh == 0, ref[0], t1)) continue;
-        const float c1 = std::cos(t1), s1 = std::sin(t1);
+        float s1, c1;
+        sincos_f(t1, s1, c1);
         const float ux = c1 * px + s1 * py - c.a[1];
         const float uy = sa2 * pz;
         float gamma;
         if (!acos_slack((ux * ux + uy * uy - a3 * a3 - L * L) / (2 * a3 * L), gamma)) continue;
+        // B = Rz(t1) Rx(alpha2); R03 = B Rz(t2 + t3) since link 3 has no twist.
+        const float B[3][3] = {{c1, -s1 * ca2, s1 * sa2}, {s1, c1 * ca2, -c1 * sa2}, {0, sa2, ca2}};
         for (int el = 0; el < 2; ++el) {
             const float g = el == 0 ? gamma : -gamma;
+            float sg, cg;
+            sincos_f(g, sg, cg);
+            const float k = std::atan2(L * sg, a3 + L * cg);
+            const float t2 = atan2_or(uy, ux, ref[1] + k) - k;
             const float t3 = g - beta;
-            const float t2 = atan2_or(uy, ux, ref[1] + std::atan2(L * std::sin(g), a3 + L * std::cos(g))) -
-                             std::atan2(L * std::sin(g), a3 + L * std::cos(g));
-            // Rotation of frame 3, then the wrist rotation seen from link 4's twisted frame.
-            const Aff t03 = aff_mul(aff_mul(link(c, 0, t1), link(c, 1, t2)), link(c, 2, t3));
-            float M[3][3];
-            // M = Rx(alpha4)^T R03^T R
-            float A[3][3];
+            float s23, c23;
+            sincos_f(t2 + t3, s23, c23);
+            float R03[3][3];
+            for (int i = 0; i < 3; ++i) {
+                R03[i][0] = c23 * B[i][0] + s23 * B[i][1];
+                R03[i][1] = -s23 * B[i][0] + c23 * B[i][1];
+                R03[i][2] = B[i][2];
+            }
+            // M = Rx(alpha4)^T R03^T R: the wrist rotation after link 4's twist.
+            float A[3][3], M[3][3];
             for (int i = 0; i < 3; ++i)
                 for (int j = 0; j < 3; ++j)
-                    A[i][j] = t03.r[0][i] * F.r[0][j] + t03.r[1][i] * F.r[1][j] +
-                              t03.r[2][i] * F.r[2][j];
+                    A[i][j] = R03[0][i] * F.r[0][j] + R03[1][i] * F.r[1][j] + R03[2][i] * F.r[2][j];
             for (int j = 0; j < 3; ++j) {
                 M[0][j] = A[0][j];
                 M[1][j] = ca4 * A[1][j] + sa4 * A[2][j];
                 M[2][j] = -sa4 * A[1][j] + ca4 * A[2][j];
             }
             for (int wr = 0; wr < 2; ++wr) {
-                Candidate &k = cand[sh * 4 + el * 2 + wr];
-                k.theta[0] = t1;
-                k.theta[1] = t2;
-                k.theta[2] = t3;
-                spherical_wrist(c, M, wr == 0, ref, k.theta);
-                k.valid = true;
+                Candidate &cd = cand[sh * 4 + el * 2 + wr];
+                cd.theta[0] = t1;
+                cd.theta[1] = t2;
+                cd.theta[2] = t3;
+                spherical_wrist(c, M, wr == 0 ? 1.0f : -1.0f, ref, cd.theta);
+                cd.valid = true;
             }
         }
     }
 }
 
+// LUX6: joints 2, 3 and 4 parallel. Joint 1 from the point before the last link, joints 5
+// and 6 from the direction of the parallel axes, then a planar two-link problem.
 void solve_parallel(const Chain &c, const Aff &F, const float ref[], Candidate cand[]) {
     const float z6[3] = {F.r[0][2], F.r[1][2], F.r[2][2]};
     const float px = F.p[0] - c.d[5] * z6[0];
     const float py = F.p[1] - c.d[5] * z6[1];
-    const float pz = F.p[2] - c.d[5] * z6[2] - c.d[0];
-    (void)pz;
     const float sa2 = c.sa[1], sa5 = c.sa[4], sa6 = c.sa[5];
     const float y0 = -sa2 * (c.d[1] + c.d[2] + c.d[3]);
     const float a3 = c.a[2], a4 = c.a[3];
+    Chain pre = c;
+    pre.d[1] = 0;
+    const Aff pre_inv = aff_inv(link(pre, 1, 0.0f));  // (Rx(alpha2) Tx(a2))^-1
     for (int sh = 0; sh < 2; ++sh) {
         float t1;
         if (!shoulder(px, py, y0, sh == 0, ref[0], t1)) continue;
-        const float c1 = std::cos(t1), s1 = std::sin(t1);
-        // Direction of the parallel axes in the base, and in the flange frame.
-        const float n[3] = {sa2 * s1, -sa2 * c1, 0.0f};
-        const float nz6 = n[0] * z6[0] + n[1] * z6[1];
-        float t5abs;
-        if (!acos_slack(-nz6 * sa5 * sa6, t5abs)) continue;
-        const float n6x = n[0] * F.r[0][0] + n[1] * F.r[1][0];
-        const float n6y = n[0] * F.r[0][1] + n[1] * F.r[1][1];
+        float s1, c1;
+        sincos_f(t1, s1, c1);
+        // Direction of the parallel axes in the base, and its components in the flange frame.
+        const float n0 = sa2 * s1, n1 = -sa2 * c1;
+        const float c5 = -(n0 * z6[0] + n1 * z6[1]) * sa5 * sa6;
+        const float n6x = n0 * F.r[0][0] + n1 * F.r[1][0];
+        const float n6y = n0 * F.r[0][1] + n1 * F.r[1][1];
+        const float m5 = std::sqrt(n6x * n6x + n6y * n6y);
+        // (T01 Rx(alpha2) Tx(a2))^-1 F, shared by both wrist branches.
+        const Aff A = aff_mul(pre_inv, aff_mul(aff_inv(link(c, 0, t1)), F));
         for (int wr = 0; wr < 2; ++wr) {
-            const float t5 = wr == 0 ? t5abs : -t5abs;
-            const float sg = (sa5 * std::sin(t5)) >= 0 ? 1.0f : -1.0f;
-            const float t6 = atan2_or(-sg * n6y, sg * n6x, ref[5]);
-            // Frame 4 from the flange: T14 = T01^-1 F T56^-1 T45^-1, then the planar part.
-            const Aff t01 = link(c, 0, t1);
-            const Aff t45 = link(c, 4, t5), t56 = link(c, 5, t6);
-            const Aff t14 = aff_mul(aff_mul(aff_inv(t01), F), aff_inv(aff_mul(t45, t56)));
-            // G = (Rx(alpha2) Tx(a2))^-1 T14 = Rz(t2) ... Rz(t4) Tz(d4)
-            Chain pre = c;
-            pre.d[1] = 0;
-            const Aff g = aff_mul(aff_inv(link(pre, 1, 0.0f)), t14);
-            const float x = g.p[0], y = g.p[1];
+            const float sign = wr == 0 ? 1.0f : -1.0f;
+            const float t5 = std::atan2(sign * m5, c5);
+            const float t6 = atan2_or(-sign * sa5 * n6y, sign * sa5 * n6x, ref[5]);
+            // G = Rz(t2) Tz(d2) Tx(a3) Rz(t3) Tz(d3) Tx(a4) Rz(t4) Tz(d4)
+            const Aff G = aff_mul(A, aff_inv(aff_mul(link(c, 4, t5), link(c, 5, t6))));
+            const float x = G.p[0], y = G.p[1];
             float t3abs;
             if (!acos_slack((x * x + y * y - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs)) continue;
-            const float t234 = std::atan2(g.r[1][0], g.r[0][0]);
+            const float t234 = std::atan2(G.r[1][0], G.r[0][0]);
             for (int el = 0; el < 2; ++el) {
                 const float t3 = el == 0 ? t3abs : -t3abs;
-                const float k = std::atan2(a4 * std::sin(t3), a3 + a4 * std::cos(t3));
+                float s3, c3;
+                sincos_f(t3, s3, c3);
+                const float k = std::atan2(a4 * s3, a3 + a4 * c3);
                 const float t2 = atan2_or(y, x, ref[1] + k) - k;
                 Candidate &cd = cand[sh * 4 + el * 2 + wr];
                 cd.theta[0] = t1;
@@ -265,7 +268,7 @@ int inverse_kinematics_6dof(const State &s, const Aff &flange, const float ref_j
     else
         solve_spherical(c, flange, ref, cand);
 
-    float best[6] = {};
+    float best[kMaxJoints] = {};
     bool chosen = false;
     if (fam == Family::Lux6) {
         float dist[kBranches];
