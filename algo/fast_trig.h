@@ -22,4 +22,24 @@ inline void sincos_f(float x, float &s, float &c) {
 }
 
 
+// atan2 in single precision (relative error about 2e-7): reduce to a ratio in [0, 1], then
+// to [-0.4142, 0.4142] by the quarter-turn identity, and a short odd polynomial. Returns 0
+// for (0, 0); -0.0 for y counts as +0 (the solvers treat +pi and -pi alike).
+inline float atan2_f(float y, float x) {
+    const float ax = x < 0 ? -x : x, ay = y < 0 ? -y : y;
+    const float mx = ax > ay ? ax : ay, mn = ax > ay ? ay : ax;
+    if (mx == 0.0f) return 0.0f;
+    float a = mn / mx, base = 0.0f;
+    if (a > 0.41421356f) {
+        a = (a - 1.0f) / (a + 1.0f);
+        base = 0.78539816f;
+    }
+    const float z = a * a;
+    float r = base + ((((8.05374449538e-2f * z - 1.38776856032e-1f) * z + 1.99777106478e-1f) * z -
+                       3.33329491539e-1f) * z * a + a);
+    if (ay > ax) r = 1.57079633f - r;
+    if (x < 0) r = 3.14159265f - r;
+    return y < 0 ? -r : r;
+}
+
 }  // namespace ky::algo

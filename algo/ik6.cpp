@@ -34,7 +34,7 @@ bool acos_slack(float c, float &angle) {
 // atan2 that keeps `ref` when both arguments vanish.
 float atan2_or(float y, float x, float ref) {
     if (std::fabs(y) < kTiny && std::fabs(x) < kTiny) return ref;
-    return std::atan2(y, x);
+    return atan2_f(y, x);
 }
 
 // Rx(alpha) Tx(a) Rz(theta) Tz(d) of one modified-convention link.
@@ -68,15 +68,23 @@ struct Candidate {
 // the singularity, where 1 - cos^2 would lose it). Joint 6 is taken from what joint 4 and
 // 5 leave of M, so the three stay consistent however poorly joint 4 is determined near
 // the singularity (where it keeps its reference).
-void spherical_wrist(const Chain &c, const float M[3][3], float sign, const float ref[], float th[]) {
+// Returns true at the singularity.
+bool spherical_wrist(const Chain &c, const float M[3][3], float sign, const float ref[], float th[]) {
     const float sa = c.sa[4], sb = c.sa[5], ca = c.ca[4], cb = c.ca[5];
     const float c5 = -M[2][2] * sa * sb;
     const float s5 = sign * std::sqrt(M[0][2] * M[0][2] + M[1][2] * M[1][2]);
-    th[4] = std::atan2(s5, c5);
+    th[4] = atan2_f(s5, c5);
     const bool singular = std::fabs(M[0][2]) < kTiny && std::fabs(M[1][2]) < kTiny;
-    th[3] = singular ? ref[3] : std::atan2(sign * sb * M[1][2], sign * sb * M[0][2]);
     float s4, c4;
-    sincos_f(th[3], s4, c4);
+    if (singular) {
+        th[3] = ref[3];
+        sincos_f(th[3], s4, c4);
+    } else {
+        const float m = std::fabs(s5);
+        s4 = sign * sb * M[1][2] / m;
+        c4 = sign * sb * M[0][2] / m;
+        th[3] = atan2_f(s4, c4);
+    }
     const float h = std::sqrt(s5 * s5 + c5 * c5);
     const float sn5 = s5 / h, cs5 = c5 / h;
     // Columns 0 and 1 of W = Rz(t4) Rx(a5) Rz(t5) Rx(a6); Rz(t6) = W^T M.
@@ -86,7 +94,8 @@ void spherical_wrist(const Chain &c, const float M[3][3], float sign, const floa
     const float w1[3] = {c4 * w[0] - s4 * w[1], s4 * w[0] + c4 * w[1], w[2]};
     const float n00 = w0[0] * M[0][0] + w0[1] * M[1][0] + w0[2] * M[2][0];
     const float n10 = w1[0] * M[0][0] + w1[1] * M[1][0] + w1[2] * M[2][0];
-    th[5] = std::atan2(n10, n00);
+    th[5] = atan2_f(n10, n00);
+    return singular;
 }
 
 // First-joint angle: the wrist point (px, py) keeps the fixed lateral offset y0 in the
@@ -102,7 +111,7 @@ bool shoulder(float px, float py, float y0, bool positive, float ref, float &t1)
         disc = 0;
     }
     const float r = positive ? std::sqrt(disc) : -std::sqrt(disc);
-    t1 = std::atan2(py, px) - std::atan2(y0, r);
+    t1 = atan2_f(py, px) - atan2_f(y0, r);
     return true;
 }
 
@@ -116,7 +125,7 @@ void solve_spherical(const Chain &c, const Aff &F, const float ref[], Candidate 
     const float y0 = -sa2 * (c.d[1] + c.d[2] + ca4 * c.d[3]);
     // Frame 4's origin seen from frame 3: (vx, vy) in the plane of the parallel joints.
     const float vx = c.a[3], vy = -sa4 * c.d[3];
-    const float L = std::sqrt(vx * vx + vy * vy), beta = std::atan2(vy, vx);
+    const float L = std::sqrt(vx * vx + vy * vy), beta = atan2_f(vy, vx);
     const float a3 = c.a[2];
     for (int sh = 0; sh < 2; ++sh) {
         float t1;
@@ -133,7 +142,7 @@ void solve_spherical(const Chain &c, const Aff &F, const float ref[], Candidate 
             const float g = el == 0 ? gamma : -gamma;
             float sg, cg;
             sincos_f(g, sg, cg);
-            const float k = std::atan2(L * sg, a3 + L * cg);
+            const float k = atan2_f(L * sg, a3 + L * cg);
             const float t2 = atan2_or(uy, ux, ref[1] + k) - k;
             const float t3 = g - beta;
             float s23, c23;
@@ -154,13 +163,20 @@ void solve_spherical(const Chain &c, const Aff &F, const float ref[], Candidate 
                 M[1][j] = ca4 * A[1][j] + sa4 * A[2][j];
                 M[2][j] = -sa4 * A[1][j] + ca4 * A[2][j];
             }
-            for (int wr = 0; wr < 2; ++wr) {
-                Candidate &cd = cand[sh * 4 + el * 2 + wr];
-                cd.theta[0] = t1;
-                cd.theta[1] = t2;
-                cd.theta[2] = t3;
-                spherical_wrist(c, M, wr == 0 ? 1.0f : -1.0f, ref, cd.theta);
-                cd.valid = true;
+            Candidate &pos = cand[sh * 4 + el * 2];
+            Candidate &neg = cand[sh * 4 + el * 2 + 1];
+            pos.theta[0] = neg.theta[0] = t1;
+            pos.theta[1] = neg.theta[1] = t2;
+            pos.theta[2] = neg.theta[2] = t3;
+            pos.valid = neg.valid = true;
+            const bool singular = spherical_wrist(c, M, 1.0f, ref, pos.theta);
+            if (singular) {
+                spherical_wrist(c, M, -1.0f, ref, neg.theta);
+            } else {
+                // The other wrist: (t4 + pi, -t5, t6 + pi) gives the same rotation.
+                neg.theta[3] = pos.theta[3] + kPiF;
+                neg.theta[4] = -pos.theta[4];
+                neg.theta[5] = pos.theta[5] + kPiF;
             }
         }
     }
@@ -193,19 +209,19 @@ void solve_parallel(const Chain &c, const Aff &F, const float ref[], Candidate c
         const Aff A = aff_mul(pre_inv, aff_mul(aff_inv(link(c, 0, t1)), F));
         for (int wr = 0; wr < 2; ++wr) {
             const float sign = wr == 0 ? 1.0f : -1.0f;
-            const float t5 = std::atan2(sign * m5, c5);
+            const float t5 = atan2_f(sign * m5, c5);
             const float t6 = atan2_or(-sign * sa5 * n6y, sign * sa5 * n6x, ref[5]);
             // G = Rz(t2) Tz(d2) Tx(a3) Rz(t3) Tz(d3) Tx(a4) Rz(t4) Tz(d4)
             const Aff G = aff_mul(A, aff_inv(aff_mul(link(c, 4, t5), link(c, 5, t6))));
             const float x = G.p[0], y = G.p[1];
             float t3abs;
             if (!acos_slack((x * x + y * y - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs)) continue;
-            const float t234 = std::atan2(G.r[1][0], G.r[0][0]);
+            const float t234 = atan2_f(G.r[1][0], G.r[0][0]);
             for (int el = 0; el < 2; ++el) {
                 const float t3 = el == 0 ? t3abs : -t3abs;
                 float s3, c3;
                 sincos_f(t3, s3, c3);
-                const float k = std::atan2(a4 * s3, a3 + a4 * c3);
+                const float k = atan2_f(a4 * s3, a3 + a4 * c3);
                 const float t2 = atan2_or(y, x, ref[1] + k) - k;
                 Candidate &cd = cand[sh * 4 + el * 2 + wr];
                 cd.theta[0] = t1;
