@@ -2,6 +2,7 @@
 // vectorise. Range reduction by quarter turns (three-part pi/2), then minimax polynomials
 // on [-pi/4, pi/4]; absolute error about 1e-7 for |x| up to a few thousand radians.
 #pragma once
+#include <cmath>
 
 namespace ky::algo {
 
@@ -26,19 +27,20 @@ inline void sincos_f(float x, float &s, float &c) {
 // to [-0.4142, 0.4142] by the quarter-turn identity, and a short odd polynomial. Returns 0
 // for (0, 0); -0.0 for y counts as +0 (the solvers treat +pi and -pi alike).
 inline float atan2_f(float y, float x) {
-    const float ax = x < 0 ? -x : x, ay = y < 0 ? -y : y;
-    const float mx = ax > ay ? ax : ay, mn = ax > ay ? ay : ax;
-    if (mx == 0.0f) return 0.0f;
-    float a = mn / mx, base = 0.0f;
-    if (a > 0.41421356f) {
-        a = (a - 1.0f) / (a + 1.0f);
-        base = 0.78539816f;
-    }
+    // Written with selects rather than branches: the quadrant of a solver's angle is data,
+    // and mispredicted branches would cost more than the arithmetic.
+    const float ax = std::fabs(x), ay = std::fabs(y);
+    const bool steep = ay > ax;
+    const float mx = steep ? ay : ax, mn = steep ? ax : ay;
+    const float a0 = mn / (mx == 0.0f ? 1.0f : mx);
+    const bool upper = a0 > 0.41421356f;
+    const float a = upper ? (a0 - 1.0f) / (a0 + 1.0f) : a0;
     const float z = a * a;
-    float r = base + ((((8.05374449538e-2f * z - 1.38776856032e-1f) * z + 1.99777106478e-1f) * z -
-                       3.33329491539e-1f) * z * a + a);
-    if (ay > ax) r = 1.57079633f - r;
-    if (x < 0) r = 3.14159265f - r;
+    float r = (upper ? 0.78539816f : 0.0f) +
+              ((((8.05374449538e-2f * z - 1.38776856032e-1f) * z + 1.99777106478e-1f) * z -
+                3.33329491539e-1f) * z * a + a);
+    r = steep ? 1.57079633f - r : r;
+    r = x < 0 ? 3.14159265f - r : r;
     return y < 0 ? -r : r;
 }
 

@@ -5,6 +5,7 @@
 // three parallel axes (2, 3, 4) and an offset wrist. Each solution is one of eight branches:
 // shoulder (two first-joint angles), elbow (two third-joint angles) and wrist (two signs
 // of the fifth joint), enumerated in that nesting order with the positive root first.
+#include <algorithm>
 #include <cmath>
 
 #include "algo/fast_trig.h"
@@ -58,11 +59,6 @@ Aff link(const Chain &c, int i, float theta) {
     return t;
 }
 
-struct Candidate {
-    bool valid = false;
-    float theta[kMaxJoints] = {};
-};
-
 // Wrist angles of a spherical wrist from M = Rz(t4) Rx(a5) Rz(t5) Rx(a6) Rz(t6), for the
 // branch with sin(t5) of sign `sign`. |sin t5| comes from the third column (accurate near
 // the singularity, where 1 - cos^2 would lose it). Joint 6 is taken from what joint 4 and
@@ -115,8 +111,33 @@ bool shoulder(float px, float py, float y0, bool positive, float ref, float &t1)
     return true;
 }
 
+// Widened-limit filter and weighted distance of one candidate (DH angles brought within
+// pi of the references); joints [from, to) only.
+struct Scored {
+    float th[kMaxJoints];
+    float score;
+    bool inside;
+};
+
+void score_joints(Scored &sc, const float ref[], const float lim_min[], const float lim_max[],
+                  int from, int to) {
+    for (int i = from; i < to; ++i) {
+        const float v = near_turn(sc.th[i], ref[i]);
+        sc.th[i] = v;
+        sc.inside = sc.inside && v >= lim_min[i] - kLimitWidening && v <= lim_max[i] + kLimitWidening;
+        const float dq = v - ref[i];
+        sc.score += (i < 3 ? 2.4f : 1.0f) * dq * dq;
+    }
+}
+
 // KY6A and KYL6C: the wrist centre fixes joints 1 to 3, the remaining rotation the wrist.
-void solve_spherical(const Chain &c, const Aff &F, const float ref[], Candidate cand[]) {
+// Selection as the solver's rule states it: among the eight branches (index sh*4 + el*2 +
+// wr) inside the widened limits, the lowest score below 1000, the lowest index on ties.
+// The arm part (joints 1 to 3) is solved for all four shoulder/elbow pairs first; a pair
+// whose arm score alone already exceeds the best full score cannot win, so its wrist is
+// not computed. That changes the work, not the choice.
+bool select_spherical(const Chain &c, const Aff &F, const float ref[], const float lim_min[],
+                      const float lim_max[], float best[]) {
     const float z6[3] = {F.r[0][2], F.r[1][2], F.r[2][2]};
     const float px = F.p[0] - c.d[5] * z6[0];
     const float py = F.p[1] - c.d[5] * z6[1];
@@ -127,6 +148,12 @@ void solve_spherical(const Chain &c, const Aff &F, const float ref[], Candidate 
     const float vx = c.a[3], vy = -sa4 * c.d[3];
     const float L = std::sqrt(vx * vx + vy * vy), beta = atan2_f(vy, vx);
     const float a3 = c.a[2];
+
+    struct Arm {
+        bool ok = false;
+        float s1, c1, t23;
+        Scored sc;
+    } arms[4];
     for (int sh = 0; sh < 2; ++sh) {
         float t1;
         if (!shoulder(px, py, y0, sh == 0, ref[0], t1)) continue;
@@ -136,55 +163,89 @@ void solve_spherical(const Chain &c, const Aff &F, const float ref[], Candidate 
         const float uy = sa2 * pz;
         float gamma;
         if (!acos_slack((ux * ux + uy * uy - a3 * a3 - L * L) / (2 * a3 * L), gamma)) continue;
-        // B = Rz(t1) Rx(alpha2); R03 = B Rz(t2 + t3) since link 3 has no twist.
-        const float B[3][3] = {{c1, -s1 * ca2, s1 * sa2}, {s1, c1 * ca2, -c1 * sa2}, {0, sa2, ca2}};
         for (int el = 0; el < 2; ++el) {
             const float g = el == 0 ? gamma : -gamma;
             float sg, cg;
             sincos_f(g, sg, cg);
             const float k = atan2_f(L * sg, a3 + L * cg);
-            const float t2 = atan2_or(uy, ux, ref[1] + k) - k;
-            const float t3 = g - beta;
-            float s23, c23;
-            sincos_f(t2 + t3, s23, c23);
-            float R03[3][3];
-            for (int i = 0; i < 3; ++i) {
-                R03[i][0] = c23 * B[i][0] + s23 * B[i][1];
-                R03[i][1] = -s23 * B[i][0] + c23 * B[i][1];
-                R03[i][2] = B[i][2];
-            }
-            // M = Rx(alpha4)^T R03^T R: the wrist rotation after link 4's twist.
-            float A[3][3], M[3][3];
-            for (int i = 0; i < 3; ++i)
-                for (int j = 0; j < 3; ++j)
-                    A[i][j] = R03[0][i] * F.r[0][j] + R03[1][i] * F.r[1][j] + R03[2][i] * F.r[2][j];
-            for (int j = 0; j < 3; ++j) {
-                M[0][j] = A[0][j];
-                M[1][j] = ca4 * A[1][j] + sa4 * A[2][j];
-                M[2][j] = -sa4 * A[1][j] + ca4 * A[2][j];
-            }
-            Candidate &pos = cand[sh * 4 + el * 2];
-            Candidate &neg = cand[sh * 4 + el * 2 + 1];
-            pos.theta[0] = neg.theta[0] = t1;
-            pos.theta[1] = neg.theta[1] = t2;
-            pos.theta[2] = neg.theta[2] = t3;
-            pos.valid = neg.valid = true;
-            const bool singular = spherical_wrist(c, M, 1.0f, ref, pos.theta);
-            if (singular) {
-                spherical_wrist(c, M, -1.0f, ref, neg.theta);
-            } else {
-                // The other wrist: (t4 + pi, -t5, t6 + pi) gives the same rotation.
-                neg.theta[3] = pos.theta[3] + kPiF;
-                neg.theta[4] = -pos.theta[4];
-                neg.theta[5] = pos.theta[5] + kPiF;
+            Arm &arm = arms[sh * 2 + el];
+            arm.ok = true;
+            arm.s1 = s1;
+            arm.c1 = c1;
+            arm.sc.th[0] = t1;
+            arm.sc.th[1] = atan2_or(uy, ux, ref[1] + k) - k;
+            arm.sc.th[2] = g - beta;
+            arm.t23 = arm.sc.th[1] + arm.sc.th[2];
+            arm.sc.score = 0;
+            arm.sc.inside = true;
+            score_joints(arm.sc, ref, lim_min, lim_max, 0, 3);
+        }
+    }
+    // Most promising arm first, so that the others are usually pruned.
+    int order[4] = {0, 1, 2, 3};
+    for (int i = 1; i < 4; ++i)
+        for (int j = i; j > 0 && arms[order[j]].sc.score < arms[order[j - 1]].sc.score; --j)
+            std::swap(order[j], order[j - 1]);
+
+    float best_score = 1000.0f;
+    int best_index = kBranches;
+    for (int o = 0; o < 4; ++o) {
+        const Arm &arm = arms[order[o]];
+        if (!arm.ok || !arm.sc.inside || arm.sc.score > best_score) continue;
+        const float s1 = arm.s1, c1 = arm.c1;
+        // B = Rz(t1) Rx(alpha2); R03 = B Rz(t2 + t3) since link 3 has no twist.
+        const float B[3][3] = {{c1, -s1 * ca2, s1 * sa2}, {s1, c1 * ca2, -c1 * sa2}, {0, sa2, ca2}};
+        float s23, c23;
+        sincos_f(arm.t23, s23, c23);
+        float R03[3][3];
+        for (int i = 0; i < 3; ++i) {
+            R03[i][0] = c23 * B[i][0] + s23 * B[i][1];
+            R03[i][1] = -s23 * B[i][0] + c23 * B[i][1];
+            R03[i][2] = B[i][2];
+        }
+        // M = Rx(alpha4)^T R03^T R: the wrist rotation after link 4's twist.
+        float A[3][3], M[3][3];
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 3; ++j)
+                A[i][j] = R03[0][i] * F.r[0][j] + R03[1][i] * F.r[1][j] + R03[2][i] * F.r[2][j];
+        for (int j = 0; j < 3; ++j) {
+            M[0][j] = A[0][j];
+            M[1][j] = ca4 * A[1][j] + sa4 * A[2][j];
+            M[2][j] = -sa4 * A[1][j] + ca4 * A[2][j];
+        }
+        Scored pos = arm.sc, neg = arm.sc;
+        const bool singular = spherical_wrist(c, M, 1.0f, ref, pos.th);
+        if (singular) {
+            spherical_wrist(c, M, -1.0f, ref, neg.th);
+        } else {
+            // The other wrist: (t4 + pi, -t5, t6 + pi) gives the same rotation.
+            neg.th[3] = pos.th[3] + kPiF;
+            neg.th[4] = -pos.th[4];
+            neg.th[5] = pos.th[5] + kPiF;
+        }
+        for (int wr = 0; wr < 2; ++wr) {
+            Scored &sc = wr == 0 ? pos : neg;
+            score_joints(sc, ref, lim_min, lim_max, 3, 6);
+            const int index = order[o] * 2 + wr;
+            if (!sc.inside) continue;
+            if (sc.score < best_score || (sc.score == best_score && index < best_index && best_index < kBranches)) {
+                best_score = sc.score;
+                best_index = index;
+                for (int i = 0; i < 6; ++i) best[i] = sc.th[i];
             }
         }
     }
+    return best_index < kBranches;
 }
 
 // LUX6: joints 2, 3 and 4 parallel. Joint 1 from the point before the last link, joints 5
-// and 6 from the direction of the parallel axes, then a planar two-link problem.
-void solve_parallel(const Chain &c, const Aff &F, const float ref[], Candidate cand[]) {
+// and 6 from the direction of the parallel axes, then a planar two-link problem. Each joint
+// of a branch is brought to its nearest turn within the widened limits; the branch with the
+// smallest summed distance wins (the lowest index, sh*4 + el*2 + wr, on ties). As with the
+// spherical wrist, a shoulder/wrist pair whose three known distances already exceed the
+// best total is not completed.
+bool select_parallel(const Chain &c, const Aff &F, const float ref[], const float lim_min[],
+                     const float lim_max[], float best[]) {
     const float z6[3] = {F.r[0][2], F.r[1][2], F.r[2][2]};
     const float px = F.p[0] - c.d[5] * z6[0];
     const float py = F.p[1] - c.d[5] * z6[1];
@@ -194,6 +255,14 @@ void solve_parallel(const Chain &c, const Aff &F, const float ref[], Candidate c
     Chain pre = c;
     pre.d[1] = 0;
     const Aff pre_inv = aff_inv(link(pre, 1, 0.0f));  // (Rx(alpha2) Tx(a2))^-1
+
+    struct Part {
+        bool ok = false;
+        float th[kMaxJoints];
+        float dist[6];
+        float partial;
+        Aff A;
+    } parts[4];
     for (int sh = 0; sh < 2; ++sh) {
         float t1;
         if (!shoulder(px, py, y0, sh == 0, ref[0], t1)) continue;
@@ -209,31 +278,61 @@ void solve_parallel(const Chain &c, const Aff &F, const float ref[], Candidate c
         const Aff A = aff_mul(pre_inv, aff_mul(aff_inv(link(c, 0, t1)), F));
         for (int wr = 0; wr < 2; ++wr) {
             const float sign = wr == 0 ? 1.0f : -1.0f;
-            const float t5 = atan2_f(sign * m5, c5);
-            const float t6 = atan2_or(-sign * sa5 * n6y, sign * sa5 * n6x, ref[5]);
-            // G = Rz(t2) Tz(d2) Tx(a3) Rz(t3) Tz(d3) Tx(a4) Rz(t4) Tz(d4)
-            const Aff G = aff_mul(A, aff_inv(aff_mul(link(c, 4, t5), link(c, 5, t6))));
-            const float x = G.p[0], y = G.p[1];
-            float t3abs;
-            if (!acos_slack((x * x + y * y - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs)) continue;
-            const float t234 = atan2_f(G.r[1][0], G.r[0][0]);
-            for (int el = 0; el < 2; ++el) {
-                const float t3 = el == 0 ? t3abs : -t3abs;
-                float s3, c3;
-                sincos_f(t3, s3, c3);
-                const float k = atan2_f(a4 * s3, a3 + a4 * c3);
-                const float t2 = atan2_or(y, x, ref[1] + k) - k;
-                Candidate &cd = cand[sh * 4 + el * 2 + wr];
-                cd.theta[0] = t1;
-                cd.theta[1] = t2;
-                cd.theta[2] = t3;
-                cd.theta[3] = t234 - t2 - t3;
-                cd.theta[4] = t5;
-                cd.theta[5] = t6;
-                cd.valid = true;
+            Part &pt = parts[sh * 2 + wr];
+            pt.ok = true;
+            pt.A = A;
+            pt.th[0] = t1;
+            pt.th[4] = atan2_f(sign * m5, c5);
+            pt.th[5] = atan2_or(-sign * sa5 * n6y, sign * sa5 * n6x, ref[5]);
+            pt.partial = 0;
+            for (int i : {0, 4, 5}) {
+                pt.dist[i] = find_nearest_joint(ref[i], pt.th[i], kLimitWidening, lim_min[i], lim_max[i]);
+                pt.partial += pt.dist[i];
             }
         }
     }
+    int order[4] = {0, 1, 2, 3};
+    for (int i = 1; i < 4; ++i)
+        for (int j = i; j > 0 && parts[order[j]].partial < parts[order[j - 1]].partial; --j)
+            std::swap(order[j], order[j - 1]);
+
+    float best_total = 1e6f;
+    int best_index = kBranches;
+    for (int o = 0; o < 4; ++o) {
+        Part &pt = parts[order[o]];
+        if (!pt.ok || pt.partial >= 1e6f || pt.partial > best_total * 1.000001f + 1e-6f) continue;
+        // G = Rz(t2) Tz(d2) Tx(a3) Rz(t3) Tz(d3) Tx(a4) Rz(t4) Tz(d4)
+        const Aff G = aff_mul(pt.A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
+        const float x = G.p[0], y = G.p[1];
+        float t3abs;
+        if (!acos_slack((x * x + y * y - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs)) continue;
+        const float t234 = atan2_f(G.r[1][0], G.r[0][0]);
+        // G was built with joints 5 and 6 as solved; their turn shifts do not change it.
+        for (int el = 0; el < 2; ++el) {
+            const float t3 = el == 0 ? t3abs : -t3abs;
+            float s3, c3;
+            sincos_f(t3, s3, c3);
+            const float k = atan2_f(a4 * s3, a3 + a4 * c3);
+            float th[kMaxJoints], dist[6];
+            std::copy(pt.th, pt.th + kMaxJoints, th);
+            std::copy(pt.dist, pt.dist + 6, dist);
+            th[1] = atan2_or(y, x, ref[1] + k) - k;
+            th[2] = t3;
+            th[3] = t234 - th[1] - t3;
+            for (int i = 1; i < 4; ++i)
+                dist[i] = find_nearest_joint(ref[i], th[i], kLimitWidening, lim_min[i], lim_max[i]);
+            float total = 0;
+            for (int i = 0; i < 6; ++i) total += dist[i];
+            const int index = (order[o] / 2) * 4 + el * 2 + (order[o] % 2);
+            if (!(total < 1e6f)) continue;
+            if (total < best_total || (total == best_total && index < best_index)) {
+                best_total = total;
+                best_index = index;
+                std::copy(th, th + 6, best);
+            }
+        }
+    }
+    return best_index < kBranches;
 }
 
 }  // namespace
@@ -278,28 +377,10 @@ int inverse_kinematics_6dof(const State &s, const Aff &flange, const float ref_j
     const float turns = std::trunc(ref[5] / kTwoPiF) * kTwoPiF;
     ref[5] -= turns;
 
-    Candidate cand[kBranches];
-    if (fam == Family::Lux6)
-        solve_parallel(c, flange, ref, cand);
-    else
-        solve_spherical(c, flange, ref, cand);
-
     float best[kMaxJoints] = {};
     bool chosen = false;
     if (fam == Family::Lux6) {
-        float dist[kBranches];
-        for (int b = 0; b < kBranches; ++b) {
-            dist[b] = 1e6f;
-            if (!cand[b].valid) continue;
-            float total = 0;
-            for (int i = 0; i < 6; ++i)
-                total += find_nearest_joint(ref[i], cand[b].theta[i], kLimitWidening, lim_min[i],
-                                            lim_max[i]);
-            if (std::isfinite(total)) dist[b] = total;
-        }
-        const int b = find_min_index(dist, kBranches);
-        if (dist[b] < 1e6f) {
-            for (int i = 0; i < 6; ++i) best[i] = cand[b].theta[i];
+        if (select_parallel(c, flange, ref, lim_min, lim_max, best)) {
             // The chosen branch must reproduce the target (rounding near singular poses can
             // leave a branch that does not).
             const Frame<float> f = chain_fk<float>(c, best);
@@ -311,23 +392,7 @@ int inverse_kinematics_6dof(const State &s, const Aff &flange, const float ref_j
             chosen = err < 1e-2f;
         }
     } else {
-        float best_score = 1000.0f;
-        for (int b = 0; b < kBranches; ++b) {
-            if (!cand[b].valid) continue;
-            float th[6], score = 0;
-            bool inside = true;
-            for (int i = 0; i < 6; ++i) {
-                th[i] = near_turn(cand[b].theta[i], ref[i]);
-                if (!(th[i] >= lim_min[i] - kLimitWidening && th[i] <= lim_max[i] + kLimitWidening))
-                    inside = false;
-                const float dq = th[i] - ref[i];
-                score += (i < 3 ? 2.4f : 1.0f) * dq * dq;
-            }
-            if (!inside || !(score < best_score)) continue;
-            best_score = score;
-            for (int i = 0; i < 6; ++i) best[i] = th[i];
-        }
-        chosen = std::fabs(best_score - 1000.0f) > 1e-6f;
+        chosen = select_spherical(c, flange, ref, lim_min, lim_max, best);
         // Near the wrist singularity, split the combined wrist rotation so that joints 4
         // and 6 keep the references' difference instead of swinging apart.
         const bool avoidance = fam != Family::Kyl6c3 && s.avoid_singularity == 1;
