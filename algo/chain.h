@@ -73,15 +73,18 @@ Frame<T> chain_fk(const Chain &c, const T theta[], T (*axes)[3] = nullptr,
     int first = 0;
     if (!axes && (c.standard || (c.ca[0] == 1 && c.a[0] == 0))) {
         // The first joint from the identity: its rotation is Rz(theta) as it stands.
-        f.r[0][0] = cs[0];
-        f.r[0][1] = -sn[0];
-        f.r[1][0] = sn[0];
-        f.r[1][1] = cs[0];
-        if constexpr (!std::is_same_v<T, float>) {
-            f.r[0][0] = f.r[1][1] = std::cos(theta[0]);
-            f.r[1][0] = std::sin(theta[0]);
-            f.r[0][1] = -f.r[1][0];
+        T s0, c0;
+        if constexpr (std::is_same_v<T, float>) {
+            s0 = sn[0];
+            c0 = cs[0];
+        } else {
+            s0 = std::sin(theta[0]);
+            c0 = std::cos(theta[0]);
         }
+        f.r[0][0] = c0;
+        f.r[0][1] = -s0;
+        f.r[1][0] = s0;
+        f.r[1][1] = c0;
         along(2, static_cast<T>(c.d[0]));
         if (c.standard) {
             along(0, static_cast<T>(c.a[0]));

@@ -261,6 +261,7 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
         float th[kMaxJoints];
         float dist[6];
         float partial;
+        float t6_raw;  // joint 6 from the wrist direction even when it is ill-determined
         Aff A;
     } parts[4];
     for (int sh = 0; sh < 2; ++sh) {
@@ -284,6 +285,7 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
             pt.th[0] = t1;
             pt.th[4] = atan2_f(sign * m5, c5);
             pt.th[5] = atan2_or(-sign * sa5 * n6y, sign * sa5 * n6x, ref[5]);
+            pt.t6_raw = atan2_f(-sign * sa5 * n6y, sign * sa5 * n6x);
             pt.partial = 0;
             for (int i : {0, 4, 5}) {
                 pt.dist[i] = find_nearest_joint(ref[i], pt.th[i], kLimitWidening, lim_min[i], lim_max[i]);
@@ -302,10 +304,20 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
         Part &pt = parts[order[o]];
         if (!pt.ok || pt.partial >= 1e6f || pt.partial > best_total * 1.000001f + 1e-6f) continue;
         // G = Rz(t2) Tz(d2) Tx(a3) Rz(t3) Tz(d3) Tx(a4) Rz(t4) Tz(d4)
-        const Aff G = aff_mul(pt.A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
-        const float x = G.p[0], y = G.p[1];
+        Aff G = aff_mul(pt.A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
         float t3abs;
-        if (!acos_slack((x * x + y * y - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs)) continue;
+        if (!acos_slack((G.p[0] * G.p[0] + G.p[1] * G.p[1] - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs)) {
+            // With the wrist straight, joint 6 kept at its reference moves the elbow target by
+            // up to d5 times the difference; with the elbow straight too that can leave the
+            // arm's reach. Joint 6 from the (tiny) wrist direction then still fits.
+            if (pt.th[5] == pt.t6_raw) continue;
+            pt.th[5] = pt.t6_raw;
+            pt.dist[5] = find_nearest_joint(ref[5], pt.th[5], kLimitWidening, lim_min[5], lim_max[5]);
+            G = aff_mul(pt.A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
+            if (!acos_slack((G.p[0] * G.p[0] + G.p[1] * G.p[1] - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs))
+                continue;
+        }
+        const float x = G.p[0], y = G.p[1];
         const float t234 = atan2_f(G.r[1][0], G.r[0][0]);
         // G was built with joints 5 and 6 as solved; their turn shifts do not change it.
         for (int el = 0; el < 2; ++el) {
