@@ -97,6 +97,8 @@ bool reached(const KDL::Frame &got, const KDL::Frame &want) {
 
 struct Stats {
     double median_us = 0, p99_us = 0, success = 0;
+    int limit_misses = 0;  // ours: result -2, the nearest configuration just beyond a limit
+    int other_misses = 0;
 };
 
 Stats summarise(std::vector<double> &times_us, int ok) {
@@ -118,7 +120,7 @@ Stats run_ours(Setup &su, bool far, int count) {
     KDL::ChainFkSolverPos_recursive fk(su.chain);
     std::vector<double> t;
     t.reserve(count);
-    int ok = 0;
+    int ok = 0, limit_misses = 0;
     for (int n = 0; n < count; ++n) {
         const Sample &smp = su.samples[n % su.samples.size()];
         float out[kMaxJoints];
@@ -127,12 +129,16 @@ Stats run_ours(Setup &su, bool far, int count) {
         const int rc = inverse_kinematics(s, seed, smp.pose, false, out);
         const auto t1 = Clock::now();
         t.push_back(std::chrono::duration<double, std::micro>(t1 - t0).count());
+        if (rc == -2) ++limit_misses;
         if (rc != 0) continue;
         KDL::Frame got;
         fk.JntToCart(kytest::kdl_joints(s, su.dof, out), got);
         if (reached(got, smp.frame)) ++ok;
     }
-    return summarise(t, ok);
+    Stats st = summarise(t, ok);
+    st.limit_misses = limit_misses;
+    st.other_misses = count - ok - limit_misses;
+    return st;
 }
 
 template <class Solver>
@@ -246,9 +252,9 @@ void summary(int count, int kdl_count) {
     std::printf("\nSummary: %d samples per model for ours and forward kinematics, %d for KDL's "
                 "inverse solvers. Times per call/solve.\n\n",
                 count, kdl_count);
-    std::printf("| Model | FK ours | FK KDL | FK x | seeding | IK ours median / p99 | ok | "
+    std::printf("| Model | FK ours | FK KDL | FK x | seeding | IK ours median / p99 | ok | misses -2 / other | "
                 "KDL LMA median / p99 | ok | KDL NR_JL median / p99 | ok | vs LMA x |\n");
-    std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|\n");
+    std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
     for (size_t m = 0; m < setups().size(); ++m) {
         Setup &su = *setups()[m];
         const double ours_fk = fk_ns(su, true, count), kdl_fk = fk_ns(su, false, count);
@@ -260,11 +266,12 @@ void summary(int count, int kdl_count) {
             KDL::ChainIkSolverPos_NR_JL nrjl(su.chain, su.qmin, su.qmax, fk, vel);
             const Stats l = run_kdl(su, lma, far, kdl_count);
             const Stats r = run_kdl(su, nrjl, far, kdl_count);
-            std::printf("| %s | %.0f ns | %.0f ns | %.1f | %s | %.2f / %.2f us | %.3f %% | "
+            std::printf("| %s | %.0f ns | %.0f ns | %.1f | %s | %.2f / %.2f us | %.3f %% | %d / %d | "
                         "%.1f / %.1f us | %.2f %% | %.1f / %.1f us | %.2f %% | %.0f |\n",
                         kModels[m].name, ours_fk, kdl_fk, kdl_fk / ours_fk,
                         far ? (su.dof == 7 ? "far (traversal)" : "far") : "near", o.median_us,
-                        o.p99_us, o.success, l.median_us, l.p99_us, l.success, r.median_us,
+                        o.p99_us, o.success, o.limit_misses, o.other_misses, l.median_us, l.p99_us,
+                        l.success, r.median_us,
                         r.p99_us, r.success, l.median_us / o.median_us);
             std::fflush(stdout);
         }
