@@ -503,7 +503,7 @@ void copy_chars(char *dst, size_t dst_size, const char *src, size_t max_chars) {
     if (dst == nullptr || dst_size == 0) return;
     std::memset(dst, 0, dst_size);
     if (src == nullptr) return;
-    size_t n = std::min({std::strlen(src), max_chars, dst_size});
+    size_t n = std::min(strnlen(src, max_chars), dst_size);
     std::memcpy(dst, src, n);
 }
 

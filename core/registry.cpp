@@ -116,6 +116,7 @@ KY_API int ky_init(int mode) {
         ky_wrlock_unlock();
     }
     should_exit = false;
+    ky::set_pending_event(KY_PENDING_NONE);  // a new run expects no completion line
     if (mode != 1 && mode != 2) return 0;
     if (g_receive_thread.joinable()) return 0;  // already running
     if (!ky::receiver_open_wake()) {

@@ -330,18 +330,533 @@ KY_API int ky_get_tool_software_version(ky_robot_handle *robot_handle, int *vers
 
 /* ================================================= Realtime state and events */
 /* @@ realtime: declarations follow */
+/*
+ * Realtime state. In mode 2 the controller pushes its state as one JSON datagram per cycle
+ * to a UDP port of the host (configured with ky_set_realtime_push). The library's UDP
+ * thread blocks on every registered port, parses each datagram into a
+ * ky_realtime_arm_joint_state and passes it to the state callback as soon as it arrives;
+ * every pending datagram is read, none is skipped. The port of each robot is registered
+ * by ky_create_robot_arm when the controller reports pushing as enabled.
+ */
+
+/** Lift state of a realtime datagram ("lift_state"). */
+typedef struct {
+    int32_t height;   /**< "height" as sent */
+    float pos;        /**< "pos" / 1000 */
+    int32_t current;  /**< "current" as sent */
+    int32_t err_flag; /**< "err_flag" as sent */
+    int32_t en_flag;  /**< "en_flag" as sent */
+} ky_lift_state;
+
+/** Expansion-axis state of a realtime datagram ("expand_state"). */
+typedef struct {
+    float pos;        /**< "pos" / 1000 */
+    int32_t current;
+    int32_t err_flag;
+    int32_t en_flag;
+    int32_t joint_id;
+    int32_t mode;
+} ky_expand_state;
+
+/** Dexterous-hand state of a realtime datagram ("hand"). */
+typedef struct {
+    int32_t hand_pos;
+    float hand_force; /**< the integer as sent, not scaled */
+    int32_t hand_state;
+    int32_t hand_err;
+} ky_hand_state;
+
+/** Arm status codes of ky_realtime_arm_joint_state.arm_current_status. */
+enum {
+    KY_ARM_IDLE = 0, KY_ARM_MOVE_L = 1, KY_ARM_MOVE_J = 2, KY_ARM_MOVE_C = 3, KY_ARM_MOVE_S = 4,
+    KY_ARM_MOVE_THROUGH_JOINT = 5, KY_ARM_MOVE_THROUGH_POSE = 6, KY_ARM_MOVE_THROUGH_FORCE_POSE = 7,
+    KY_ARM_MOVE_THROUGH_CURRENT = 8, KY_ARM_STOP = 9, KY_ARM_SLOW_STOP = 10, KY_ARM_PAUSE = 11,
+    KY_ARM_CURRENT_DRAG = 12, KY_ARM_SENSOR_DRAG = 13, KY_ARM_TECH_DEMONSTRATION = 14
+};
+
+/** One realtime state push. Arrays hold at most 7 joints / 6 force values; longer arrays in
+ *  a datagram are cut, shorter ones leave the rest zero. Blocks absent from the datagram
+ *  leave their fields zero. */
+typedef struct {
+    int32_t errCode;              /**< 0 parsed, -3 the datagram was not valid (fields parsed
+                                       before the fault are kept) */
+    char sender_ip[16];           /**< sender's IPv4 address as text */
+    uint16_t arm_err;             /**< "arm_err" */
+    float joint_current[7];       /**< "joint_current" / 1000 */
+    bool joint_en_flag[7];        /**< "joint_en_flag" element non-zero */
+    uint16_t joint_err_code[7];   /**< "joint_err_code" */
+    float joint_position[7];      /**< "joint_position" / 1000, degrees */
+    float joint_temperature[7];   /**< "joint_temperature" / 1000 */
+    float joint_voltage[7];       /**< "joint_voltage" / 1000 */
+    float joint_speed[7];         /**< "joint_speed" x 6 / 1000, degrees/s */
+    float force[6];               /**< "force" / 1000 (six_force_sensor, else one_force_sensor) */
+    float zero_force[6];          /**< "zero_force" / 1000 */
+    int32_t coordinate;           /**< force data frame, "coordinate" */
+    uint16_t sys_err;             /**< "sys_err" */
+    float position[3];            /**< waypoint "position" / 1000000, metres */
+    float quaternion[4];          /**< waypoint "quat" / 1000000, w, x, y, z as sent */
+    float euler[3];               /**< waypoint "euler" / 1000, radians */
+    ky_lift_state lift_state;
+    ky_expand_state expand_state;
+    ky_hand_state hand_state;
+    int32_t arm_current_status;   /**< KY_ARM_* code of "arm_current_status"; unknown text 0 */
+} ky_realtime_arm_joint_state;
+
+/** State callback: runs on the library's UDP thread, once per datagram, so it must return
+ *  quickly (a slow callback delays the next datagrams; they are not lost). */
+typedef void (*ky_realtime_arm_state_callback)(ky_realtime_arm_joint_state state);
+
+/** Sets the state callback (a null argument leaves the current one in place). Safe to call
+ *  at any time from any thread. */
+KY_API void ky_realtime_arm_state_call_back(ky_realtime_arm_state_callback callback);
+
+/** Parses one datagram's text into `state` (zeroed first). Required: "waypoint" with
+ *  "quat" (4), "euler" (3), "position" (3) arrays, then the numbers "arm_err" and
+ *  "sys_err". Optional, checked first in this order: "arm_current_status" (a string),
+ *  "hand", "lift_state", "expand_state" (every member present and a number),
+ *  "joint_status", "six_force_sensor", "one_force_sensor" (arrays used when present).
+ *  0, or -3 (not JSON: logged "[ky_realtime_arm_joint_state] parse err"; a required or
+ *  checked member missing or mistyped), with the fields parsed before the fault kept. */
+KY_API int parse_ky_realtime_arm_joint_state(const char *text, ky_realtime_arm_joint_state *state);
+
+/** arm_err and sys_err of the last datagram received (written by the UDP thread). */
+KY_API extern uint16_t udp_arm_err;
+KY_API extern uint16_t udp_sys_err;
+
+/** UDP receiver: up to five bound ports, each shared by the robots pushing to it. The
+ *  entries are guarded by the library; change them only through the two operations. */
+#define KY_UDP_MAX_PORTS 5
+typedef struct ky_udp_handle ky_udp_handle;
+typedef struct {
+    int32_t fd;   /**< socket descriptor, 0 when free */
+    int32_t port;
+    int32_t refs; /**< robots using this port; 0 = free */
+} ky_udp_port_entry;
+struct ky_udp_handle {
+    ky_udp_port_entry ports[KY_UDP_MAX_PORTS];
+    int (*add_port)(ky_udp_handle *receiver, int port);    /**< ky_udp_add_port */
+    int (*delete_port)(ky_udp_handle *receiver, int port); /**< ky_udp_delete_port */
+};
+
+/** The receiver of mode 2, created by ky_init(2) and released by ky_destory(); null in
+ *  other modes. */
+KY_API extern ky_udp_handle *gUdpHandle;
+
+/** A new receiver with every entry free (the library creates its own in ky_init). Release
+ *  it with ky_udp_release(). Null when out of memory. */
+KY_API ky_udp_handle *ky_udp_init(void);
+/** Closes every socket the receiver ever bound and frees it. */
+KY_API void ky_udp_release(ky_udp_handle *receiver);
+/** An IPv4 datagram socket bound to all local addresses on `port`, with address reuse, a
+ *  3 s receive time-out and a receive buffer large enough for bursts of pushes.
+ *  The descriptor, or -2 (printed: "socket creation failed", "setsockopt error",
+ *  "setsockopt fail" or "bind failed"). */
+KY_API int ky_udp_create_connect(int port);
+/** Registers `port`: 0 a new port was bound (the UDP thread serves it at once), 1 the port
+ *  was already registered (one more robot uses it), -1 the socket could not be made (the
+ *  entry stays free), -2 all five entries are in use (also -1 for a null receiver).
+ *  A host that moves a robot's pushes to another port with ky_set_realtime_push registers
+ *  the new port with ky_udp_add_port(gUdpHandle, port). */
+KY_API int ky_udp_add_port(ky_udp_handle *receiver, int port);
+/** One robot stops using `port`: its use count drops, and an entry no robot uses any more
+ *  is freed. The socket stays open (and is served again if the port is registered again)
+ *  until the receiver is released. Always 0. */
+KY_API int ky_udp_delete_port(ky_udp_handle *receiver, int port);
+/** Called for each entry that ky_udp_delete_port() frees. Sockets are not closed here: a
+ *  freed entry's socket stays open until the receiver is released. Does nothing; 0. */
+KY_API int ky_udp_close(ky_udp_handle *receiver, int fd);
+
+/*
+ * Realtime push configuration.
+ */
+
+/** Push configuration. On set, fields that are 0 or less (ip: not 7 to 15 characters) are
+ *  not sent and keep the controller's value. */
+typedef struct {
+    int32_t cycle;            /**< push cycle as the controller counts it; sent when > 0 */
+    bool enable;              /**< pushing on */
+    int32_t port;             /**< target UDP port; sent when > 0 */
+    int32_t force_coordinate; /**< frame of the force data; used only with a force sensor
+                                   (force type 1 or 2), sent when > 0 */
+    char ip[28];              /**< target IPv4 address; sent when 7 to 15 characters long */
+    struct {
+        /** Optional datagram blocks: on set, 0 or more is sent as false/true and a negative
+         *  value leaves the block as it is; on get, 1 on, 0 off, -1 not reported. */
+        int32_t joint_speed;
+        int32_t lift_state;
+        int32_t expand_state;
+        int32_t arm_current_status;
+    } custom;
+} ky_realtime_push_config;
+
+/** Configures the controller's UDP push. Sends {"command":"set_realtime_push","enable",
+ *  "cycle","port","ip","force_cordinate" (spelled so; force types 1 and 2 only),
+ *  "custom":{...}} ("custom" is sent even when empty) and waits m_nOutTime + 200 ms for the
+ *  reply "set_realtime_push". Does not register the port with the UDP receiver.
+ *  0; 1 refused ("state" false); -1 unknown handle or send failure; -2 no reply; -3. */
+KY_API int ky_set_realtime_push(ky_robot_handle *robot_handle, const ky_realtime_push_config *config);
+/** Reads the push configuration ("force_coordinate" only for force types 1 and 2) and
+ *  caches the port in the robot handle's push_port. Waits m_nOutTime.
+ *  0; -1 unknown handle or send failure; -2 no reply; -3 a member missing or mistyped. */
+KY_API int ky_get_realtime_push(ky_robot_handle *robot_handle, ky_realtime_push_config *config);
+
+/*
+ * Arm state queries over TCP. Each waits m_nOutTime. Results: 0; -1 unknown handle, send
+ * failure, or the arm's dof is not 6 or 7 (logged "[<function>] The robotic arm has been
+ * disconnected"); -2 no reply; -3 a member missing, mistyped, or a joint array without
+ * exactly dof values (the output is then left untouched).
+ */
+
+/** Current joint angles and tool pose. */
+typedef struct {
+    ky_pose pose;      /**< metres (reply / 1000000), radians (reply / 1000); the quaternion
+                            is computed from the Euler angles */
+    float joint[7];    /**< degrees (reply / 1000); the first dof are filled */
+    uint8_t arm_err;   /**< the reply's integer cut to 8 bits (300 reads 44) */
+    uint8_t sys_err;   /**< likewise */
+} ky_current_arm_state;
+
+/** Per-joint electrical and error state. */
+typedef struct {
+    float joint_current[7];      /**< "current" / 1000 */
+    int32_t joint_en_flag[7];    /**< "en_flag" as sent */
+    float joint_temperature[7];  /**< "temperature" / 1000 */
+    float joint_voltage[7];      /**< "voltage" / 1000 */
+    int32_t joint_err_code[7];   /**< "err_flag" as sent */
+    int32_t sys_err;
+} ky_arm_all_state;
+
+/** "get_current_arm_state" -> "current_arm_state": "arm_err", "sys_err", "joint" (dof),
+ *  "pose" (x, y, z micrometres, rx, ry, rz milliradians), inside "arm_state" when present. */
+KY_API int ky_get_current_arm_state(ky_robot_handle *robot_handle, ky_current_arm_state *state);
+/** "get_joint_degree" -> "joint_degree": dof joint angles, degrees. */
+KY_API int ky_get_joint_degree(ky_robot_handle *robot_handle, float *joints);
+/** "get_arm_all_state" -> "arm_all_state": "temperature", "current", "voltage", "err_flag",
+ *  "en_flag" (dof each) and "sys_err", inside "all_state" when present. */
+KY_API int ky_get_arm_all_state(ky_robot_handle *robot_handle, ky_arm_all_state *state);
+/** dof joint temperatures ("joint_temperature" / 1000). */
+KY_API int ky_get_current_joint_temperature(ky_robot_handle *robot_handle, float *values);
+/** dof joint currents ("joint_current" / 1000). */
+KY_API int ky_get_current_joint_current(ky_robot_handle *robot_handle, float *values);
+/** dof joint voltages ("joint_voltage" / 1000). */
+KY_API int ky_get_current_joint_voltage(ky_robot_handle *robot_handle, float *values);
 
 /* ================================================= Joint configuration */
 /* @@ joint configuration: declarations follow */
+/*
+ * Per-joint settings. `joint` is the controller's joint number, passed on as given. On the
+ * wire: positions are degrees x 1000; the motion-limit speeds and accelerations and the
+ * drive speed are (value / 6) x 1000 (revolutions per minute x 1000); the drive
+ * acceleration is set as value x 1000 (no division by 6) but read back x 6 / 1000. Every
+ * conversion to the wire truncates toward zero. Arrays read back hold `dof` values (6 or
+ * 7), so output arrays need room for 7.
+ * Each function is one exchange waiting m_nOutTime. Results: 0; 1 the controller refused;
+ * -1 unknown handle, send failure, or (gets) the arm's dof is not 6 or 7 ("The robotic arm
+ * has been disconnected"); -2 no reply; -3 unreadable reply or wrong array length.
+ */
+
+/** Drive speed limit of one joint, degrees/s. Reply state "joint_max_speed". */
+KY_API int ky_set_joint_drive_max_speed(ky_robot_handle *robot_handle, int joint, float speed);
+/** Drive acceleration limit of one joint, degrees/s^2 (sent x 1000, not divided by 6). */
+KY_API int ky_set_joint_drive_max_acc(ky_robot_handle *robot_handle, int joint, float acc);
+/** Drive minimum position of one joint, degrees. */
+KY_API int ky_set_joint_drive_min_pos(ky_robot_handle *robot_handle, int joint, float pos);
+/** Drive maximum position of one joint, degrees. */
+KY_API int ky_set_joint_drive_max_pos(ky_robot_handle *robot_handle, int joint, float pos);
+/** Reads every joint's drive speed limit (degrees/s) into speed[dof]. */
+KY_API int ky_get_joint_drive_max_speed(ky_robot_handle *robot_handle, float *speed);
+/** Reads every joint's drive acceleration limit (wire value x 6 / 1000) into acc[dof]. */
+KY_API int ky_get_joint_drive_max_acc(ky_robot_handle *robot_handle, float *acc);
+/** Reads every joint's drive minimum position (degrees) into pos[dof]. */
+KY_API int ky_get_joint_drive_min_pos(ky_robot_handle *robot_handle, float *pos);
+/** Reads every joint's drive maximum position (degrees) into pos[dof]. */
+KY_API int ky_get_joint_drive_max_pos(ky_robot_handle *robot_handle, float *pos);
+
+/** Motion speed limit of one joint, degrees/s; on success all joints' limits are read back
+ *  (ky_get_joint_max_speed) and that read's result is returned. */
+KY_API int ky_set_joint_max_speed(ky_robot_handle *robot_handle, int joint, float speed);
+/** Motion acceleration limit of one joint, degrees/s^2; then ky_get_joint_max_acc. */
+KY_API int ky_set_joint_max_acc(ky_robot_handle *robot_handle, int joint, float acc);
+/** Motion minimum position of one joint, degrees; then ky_get_joint_min_pos. */
+KY_API int ky_set_joint_min_pos(ky_robot_handle *robot_handle, int joint, float pos);
+/** Motion maximum position of one joint, degrees; then ky_get_joint_max_pos. */
+KY_API int ky_set_joint_max_pos(ky_robot_handle *robot_handle, int joint, float pos);
+/** Lets the controller set the joint position limits itself (`mode` as the controller
+ *  defines it). The reply is named "auto_set_joint_limit " (with a trailing blank); on
+ *  success the minimum and maximum positions are read back and the latter's result is
+ *  returned. */
+KY_API int ky_auto_set_joint_limit(ky_robot_handle *robot_handle, int mode);
+/** Reads every joint's motion speed limit (degrees/s) into speed[dof] (may be null) and
+ *  into the robot handle's joint_max_speed. */
+KY_API int ky_get_joint_max_speed(ky_robot_handle *robot_handle, float *speed);
+/** Reads every joint's acceleration limit (degrees/s^2) into acc[dof] and joint_max_acc. */
+KY_API int ky_get_joint_max_acc(ky_robot_handle *robot_handle, float *acc);
+/** Reads every joint's minimum position (degrees) into pos[dof] and joint_min_pos. */
+KY_API int ky_get_joint_min_pos(ky_robot_handle *robot_handle, float *pos);
+/** Reads every joint's maximum position (degrees) into pos[dof] and joint_max_pos. */
+KY_API int ky_get_joint_max_pos(ky_robot_handle *robot_handle, float *pos);
+
+/** Enables (state non-zero) or disables one joint; `state` is sent as given. */
+KY_API int ky_set_joint_en_state(ky_robot_handle *robot_handle, int joint, int state);
+/** Takes the joint's current position as its zero. */
+KY_API int ky_set_joint_zero_pos(ky_robot_handle *robot_handle, int joint);
+/** Clears the joint's error. */
+KY_API int ky_set_joint_clear_err(ky_robot_handle *robot_handle, int joint);
+/** Reads every joint's enable state into state[dof], one byte per joint. */
+KY_API int ky_get_joint_en_state(ky_robot_handle *robot_handle, uint8_t *state);
+/** Reads every joint's error flag and brake state (each dof values; either pointer may be
+ *  null). */
+KY_API int ky_get_joint_err_flag(ky_robot_handle *robot_handle, uint16_t *err_flag, uint16_t *brake_state);
 
 /* ================================================= Tool and work frames */
 /* @@ frames: declarations follow */
+/*
+ * Tool and work frames kept by the controller. Wire scaling: positions and centres of mass
+ * x 1,000,000 (metres to micrometres), Euler angles x 1000 (milliradians), payload x 1000
+ * (grams), envelope radius and ball centres x 1000; to the wire truncated toward zero, from
+ * the wire divided in single precision. A frame pose read from the controller carries the
+ * quaternion computed from its Euler angles. Every exchange waits m_nOutTime unless noted.
+ * Set commands return 0; 1 refused (the state key false); -1 unknown handle or send
+ * failure; -2 no reply; -3 unreadable reply.
+ */
+
+/** Frame name slot of the listings: 12 characters, NUL-terminated when shorter. */
+typedef struct {
+    char name[KY_FRAME_NAME_LEN];
+} ky_frame_name;
+
+/** One ball of a tool's collision envelope; radius and centre in metres. */
+typedef struct {
+    char name[KY_FRAME_NAME_LEN];
+    float radius;
+    float x, y, z;
+} ky_envelope_ball;
+
+/** A tool's collision envelope: up to 5 balls. */
+#define KY_ENVELOPE_MAX_BALLS 5
+typedef struct {
+    ky_envelope_ball balls[KY_ENVELOPE_MAX_BALLS];
+    int32_t count;                          /**< balls in use */
+    char tool_name[KY_FRAME_NAME_LEN];
+} ky_tool_envelope;
+
+/** Transforms of the current tool frame (on the flange) and work frame (in the base),
+ *  recomputed from the frame by every current-frame query and every frame switch of any
+ *  robot (the last one wins). The library writes each as a whole under its lock; a host
+ *  reads them on the thread that ran the query, or while no frame command runs. */
+KY_API extern ky_matrix Tool_Matrix;
+KY_API extern ky_matrix Frame_Matrix;
+
+/** Teaching a tool frame: records teaching point `point_num` ("set_auto_tool_frame",
+ *  state "auto_tool_frame"). */
+KY_API int ky_set_auto_tool_frame(ky_robot_handle *robot_handle, int point_num);
+/** Creates the taught tool frame `name` with its payload (kg) and centre of mass (m)
+ *  ("generate_auto_tool_frame"; the controller answers "set_auto_tool_frame", state
+ *  "auto_tool_frame"). */
+KY_API int ky_generate_auto_tool_frame(ky_robot_handle *robot_handle, const char *name, float payload,
+                                       float x, float y, float z);
+/** Creates tool frame `frame` from its pose, payload and centre of mass ("tool_name",
+ *  "payload", "position", "tool_pose"; state "manual_tool_frame"). A refusal is logged
+ *  ("Failed to create the tool frame system, please check if the name already exists"). */
+KY_API int ky_set_manual_tool_frame(ky_robot_handle *robot_handle, const ky_frame *frame);
+/** Updates tool frame `frame` (same members; state "update_state"). */
+KY_API int ky_update_tool_frame(ky_robot_handle *robot_handle, const ky_frame *frame);
+/** Sets the collision envelope of a tool: count balls (0 or less: an empty list, more
+ *  than 5: the first 5). Sent as indented JSON and "\r\n" (no NUL); state "set_state".
+ *  A refusal is logged ("Set tool envelope return false! ..."). */
+KY_API int ky_set_tool_envelope(ky_robot_handle *robot_handle, const ky_tool_envelope *envelope);
+/** Reads the collision envelope of tool `tool_name` (at most 5 balls are kept).
+ *  0; 1 the controller answered "get_state" false (no such tool); -1; -2; -3. */
+KY_API int ky_get_tool_envelope(ky_robot_handle *robot_handle, const char *tool_name,
+                                ky_tool_envelope *envelope);
+/** Teaching a work frame `name`: records teaching point `point_num` (state
+ *  "auto_work_frame"). */
+KY_API int ky_set_auto_work_frame(ky_robot_handle *robot_handle, const char *name, int point_num);
+/** Creates work frame `name` at `pose` (position and Euler angles; state
+ *  "manual_work_frame"). */
+KY_API int ky_set_manual_work_frame(ky_robot_handle *robot_handle, const char *name, const ky_pose *pose);
+/** Updates work frame `name` to `pose` (state "update_state"). */
+KY_API int ky_update_work_frame(ky_robot_handle *robot_handle, const char *name, const ky_pose *pose);
+/** Lists the tool frames: names (12 characters each) into `names`, which must have room for
+ *  every frame of the controller; the list ends at a name "NULL". `*count` is written only
+ *  when at least one name was copied. 0; -1 unknown handle or send failure; -2 no reply or
+ *  an unreadable list. */
+KY_API int ky_get_total_tool_frame(ky_robot_handle *robot_handle, ky_frame_name *names, int *count);
+/** Lists the work frames, as ky_get_total_tool_frame(). Waits m_nOutTime_max. */
+KY_API int ky_get_total_work_frame(ky_robot_handle *robot_handle, ky_frame_name *names, int *count);
+/** Reads tool frame `name` (its name cut to 10 characters) into `frame`.
+ *  0; -1 unknown handle or send failure; 1 the controller answered "get_tool_frame" with
+ *  "get_state" false (in mode 0 also when that answer is unreadable); -2 no answer; -3 an
+ *  unreadable "get_tool_frame" answer (modes 1 and 2); a positive reply length when the
+ *  reply came but its members could not be read. Treat every non-zero result as failure. */
+KY_API int ky_get_given_tool_frame(ky_robot_handle *robot_handle, const char *name, ky_frame *frame);
+/** Reads work frame `name`'s pose. 0; 1 the controller answered "get_work_frame" with
+ *  "get_state" false (in mode 0 also when no answer came at all); -1, -2 (modes 1 and 2);
+ *  -3 an unreadable answer; a positive reply length when the reply came but its members
+ *  could not be read. The fallback wait for "get_work_frame" lasts m_nOutTime_max. */
+KY_API int ky_get_given_work_frame(ky_robot_handle *robot_handle, const char *name, ky_pose *pose);
+/** Reads the current tool frame (name cut to 10 characters) into `frame` (may be null),
+ *  recomputes Tool_Matrix and refreshes the robot handle's tool_frame. 0; -1 unknown handle,
+ *  send failure, or an unreadable reply (a negative payload or centre-of-mass coordinate is
+ *  refused; the cache then stays as it was); -2 no reply. */
+KY_API int ky_get_current_tool_frame(ky_robot_handle *robot_handle, ky_frame *frame);
+/** Reads the current work frame (name up to 12 characters, payload and centre of mass
+ *  zero) into `frame` (may be null), recomputes Frame_Matrix and refreshes the robot
+ *  handle's work_frame. 0; -1 (also an unreadable reply); -2. */
+KY_API int ky_get_current_work_frame(ky_robot_handle *robot_handle, ky_frame *frame);
+/** Switches to tool frame `name` ("set_change_tool_frame", state "change_tool_frame"); once
+ *  accepted, reads the current tool frame back (the result is then that query's). */
+KY_API int ky_change_tool_frame(ky_robot_handle *robot_handle, const char *name);
+/** Deletes tool frame `name` (state "delete_tool_frame"). */
+KY_API int ky_delete_tool_frame(ky_robot_handle *robot_handle, const char *name);
+/** Switches to work frame `name` (state "change_work_frame"), then reads it back as
+ *  ky_change_tool_frame() does. */
+KY_API int ky_change_work_frame(ky_robot_handle *robot_handle, const char *name);
+/** Deletes work frame `name` (state "delete_work_frame"). */
+KY_API int ky_delete_work_frame(ky_robot_handle *robot_handle, const char *name);
 
 /* ================================================= Motion */
 /* @@ motion: declarations follow */
+/*
+ * Planned moves. Each comes in three forms: `_nblock` returns once the controller accepted
+ * the move; `_block` also waits until the controller reports that the trajectory finished;
+ * the plain name picks `_block` when `block` is non-zero, else `_nblock`.
+ *
+ * Arguments: joint angles in degrees (dof values, sent x 1000 via double, truncated); a pose
+ * sends position (metres, x 1,000,000) and Euler angles (radians, x 1000), single-precision
+ * products truncated toward zero, the quaternion is ignored; `v` speed ratio in percent and
+ * `r` blending radius, sent as given (movec sends r x 1000); `trajectory_connect` 0 plans
+ * the trajectory by itself, 1 joins it to the next one sent.
+ *
+ * Acceptance: one exchange waiting m_nOutTime for {"receive_state":...}. Non-blocking forms
+ * mark the next completion line as an event: it goes to the event callback
+ * (ky_get_arm_event_call_back) and no reply wait sees it.
+ *
+ * Blocking wait (modes 1 and 2): returns as soon as the completion line
+ * {"command":"current_trajectory_state","trajectory_state":true,"device":0,
+ * "trajectory_connect":0} arrives; meanwhile it queries the running trajectory
+ * (ky_get_arm_current_trajectory) every 100 ms. It has no overall time limit while the
+ * controller reports the trajectory running. A blocking move with trajectory_connect 1
+ * returns 0 once accepted. Mode 0: waits for the completion line for `block` periods of
+ * one second.
+ *
+ * Results: 0 accepted (non-blocking) / finished (blocking); 1 refused ("receive_state"
+ * false) or the trajectory failed ("trajectory_state" false); -1 unknown handle, send
+ * error, dof not 6 or 7 (movej), or a completion line without a boolean
+ * "trajectory_state"; -2 no acceptance within m_nOutTime; -3 unreadable acceptance or
+ * completion line (also a negative "device" or "trajectory_connect"); -4 the trajectory
+ * ended but the last completion line named another device or connect value; -5 mode 0,
+ * no completion within `block` seconds; -6 ky_movec with trajectory_connect other than 0 or
+ * 1 (nothing sent); six failed trajectory queries during one wait return the query's code.
+ */
+
+/** Joint-space move to joint[dof] (degrees). Request "movej": v, joint, trajectory_connect, r. */
+KY_API int ky_movej_nblock(ky_robot_handle *robot_handle, const float *joint, int v, int r, int trajectory_connect);
+/** Blocking movej; waits for trajectory type 1 (movej). */
+KY_API int ky_movej_block(ky_robot_handle *robot_handle, const float *joint, int v, int r, int trajectory_connect,
+                          int block);
+KY_API int ky_movej(ky_robot_handle *robot_handle, const float *joint, int v, int r, int trajectory_connect,
+                    int block);
+/** Straight-line move to `pose`. Request "movel": v, pose, trajectory_connect, r. */
+KY_API int ky_movel_nblock(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect);
+/** Blocking movel; waits for trajectory type 2 (movel). */
+KY_API int ky_movel_block(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect,
+                          int block);
+KY_API int ky_movel(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect, int block);
+/** Spline move through `pose` (join several with trajectory_connect 1). Request "moves". */
+KY_API int ky_moves_nblock(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect);
+/** Blocking moves; waits for trajectory type 4 (moves); logs under the tag "ky_movel". */
+KY_API int ky_moves_block(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect,
+                          int block);
+KY_API int ky_moves(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect, int block);
+/** Circular-arc move through `pose_via` to `pose_to`, `loop` full circles. Sent as one
+ *  formatted (multi-line) JSON object followed by "\r\n" (no trailing NUL):
+ *  command, pose {pose_via, pose_to}, v, r x 1000, loop, trajectory_connect. */
+KY_API int ky_movec_nblock(ky_robot_handle *robot_handle, ky_pose pose_via, ky_pose pose_to, int v, int r, int loop,
+                           int trajectory_connect);
+/** Blocking movec; waits for trajectory type 3 (movec). */
+KY_API int ky_movec_block(ky_robot_handle *robot_handle, ky_pose pose_via, ky_pose pose_to, int v, int r, int loop,
+                          int trajectory_connect, int block);
+/** Dispatcher; refuses trajectory_connect other than 0 and 1 with -6 before sending. */
+KY_API int ky_movec(ky_robot_handle *robot_handle, ky_pose pose_via, ky_pose pose_to, int v, int r, int loop,
+                    int trajectory_connect, int block);
+/** Joint-space move to a Cartesian target. Request "movej_p": v, pose, trajectory_connect, r. */
+KY_API int ky_movej_p_nblock(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect);
+/** Blocking movej_p; each pass starts with the trajectory query (type 1 while running) and
+ *  the completion line is awaited for 1000 ms once the arm is idle. */
+KY_API int ky_movej_p_block(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect,
+                            int block);
+KY_API int ky_movej_p(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect, int block);
+
+/** Waits for a completion line of `device` (0 arm, 3 lift, 4 expansion axis) with
+ *  "trajectory_connect" 0: up to `attempts` waits of 1000 ms each (any mode). 0 done;
+ *  1 "trajectory_state" false; -1 no boolean "trajectory_state"; -3 unreadable line;
+ *  -5 attempts used up (at once for 0). Completion lines of other devices or connect values
+ *  use up an attempt. */
+KY_API int ky_movecmd_singlemode_parse(ky_robot_handle *robot_handle, int attempts, int device);
 
 /* ================================================= Jogging, stepping, stopping */
 /* @@ jogging: declarations follow */
+/*
+ * Steps, teach jogging, stopping and the trajectory query. Unless stated, one exchange
+ * waiting m_nOutTime: 0; 1 refused; -1 unknown handle or send error; -2 no reply; -3
+ * unreadable reply.
+ *
+ * Steps: a joint step in degrees (sent x 1000), a position step in metres (x 1,000,000),
+ * an orientation step in radians (x 1000), single-precision products truncated. `axis`
+ * 0, 1, 2 selects x, y, z (rx, ry, rz); any other value sends no axis. `v` is the speed
+ * ratio in percent. The `_nblock` forms send, pause m_nOutTime without reading the
+ * controller's answer and return 0 (or -1 unknown handle / send error). The `_block` forms
+ * read the acceptance ("receive_state") and then wait for the step's completion like
+ * ky_movej_p_block (without the pause between queries while the step runs; completion line
+ * awaited 1000 ms once idle); in mode 0 `block` one-second waits (-5 when none came).
+ * Results of the blocking forms as the blocking moves.
+ */
+KY_API int ky_set_joint_step_nblock(ky_robot_handle *robot_handle, int joint, float step, int v);
+KY_API int ky_set_joint_step_block(ky_robot_handle *robot_handle, int joint, float step, int v, int block);
+/** Dispatcher: `block` non-zero selects the blocking form. Note the argument order. */
+KY_API int ky_set_joint_step(ky_robot_handle *robot_handle, int joint, int v, int block, float step);
+KY_API int ky_set_pos_step_nblock(ky_robot_handle *robot_handle, int axis, float step, int v);
+KY_API int ky_set_pos_step_block(ky_robot_handle *robot_handle, int axis, float step, int v, int block);
+KY_API int ky_set_pos_step(ky_robot_handle *robot_handle, int axis, int v, int block, float step);
+KY_API int ky_set_ort_step_nblock(ky_robot_handle *robot_handle, int axis, float step, int v);
+KY_API int ky_set_ort_step_block(ky_robot_handle *robot_handle, int axis, float step, int v, int block);
+KY_API int ky_set_ort_step(ky_robot_handle *robot_handle, int axis, int v, int block, float step);
+
+/** Slow stop of the current motion. */
+KY_API int ky_set_arm_slow_stop(ky_robot_handle *robot_handle);
+/** Immediate stop. */
+KY_API int ky_set_arm_stop(ky_robot_handle *robot_handle);
+/** Pauses the current trajectory. */
+KY_API int ky_set_arm_pause(ky_robot_handle *robot_handle);
+/** Continues a paused trajectory. */
+KY_API int ky_set_arm_continue(ky_robot_handle *robot_handle);
+/** Deletes the trajectory running now. */
+KY_API int ky_set_delete_current_trajectory(ky_robot_handle *robot_handle);
+/** Deletes every queued trajectory. */
+KY_API int ky_set_arm_delete_trajectory(ky_robot_handle *robot_handle);
+
+/** Jogs one joint until ky_set_stop_teach: `dir` non-zero positive, zero negative. Any
+ *  failed exchange (a time-out included) returns -1. */
+KY_API int ky_set_joint_teach(ky_robot_handle *robot_handle, int joint, int dir, int v);
+/** Jogs along axis 0 x, 1 y, 2 z of the teach frame. Any failed exchange returns -1. */
+KY_API int ky_set_pos_teach(ky_robot_handle *robot_handle, int axis, int dir, int v);
+/** Jogs about axis 0 rx, 1 ry, 2 rz. A failed exchange returns its own code (-1 or -2). */
+KY_API int ky_set_ort_teach(ky_robot_handle *robot_handle, int axis, int dir, int v);
+/** Ends teach jogging. */
+KY_API int ky_set_stop_teach(ky_robot_handle *robot_handle);
+/** Frame of Cartesian jogging; `frame_type` as the controller numbers it. Reply "set_state". */
+KY_API int ky_set_teach_frame(ky_robot_handle *robot_handle, int frame_type);
+/** Reads the teach frame type. */
+KY_API int ky_get_teach_frame(ky_robot_handle *robot_handle, int *frame_type);
+
+/** Trajectory running now. *type: 0 none, 1 movej, 2 movel, 3 movec, 4 moves,
+ *  5 re_trajectory. data: for 0, 1 and 5 the dof joint angles (degrees); for 2, 3 and 4
+ *  the end-effector pose x, y, z (metres), rx, ry, rz (radians); room for 7 floats.
+ *  0; -1 unknown handle, send error, dof not 6 or 7, or any problem with the reply
+ *  (unreadable, "data" missing or not an array, "type" missing or unknown: *type is then
+ *  left as it was); -2 no reply within m_nOutTime. */
+KY_API int ky_get_arm_current_trajectory(ky_robot_handle *robot_handle, int *type, float *data);
 
 /* ================================================= Algorithms (ky_algo_*) */
 /* @@ algorithms: declarations follow */

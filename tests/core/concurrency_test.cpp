@@ -22,11 +22,17 @@ TEST(Concurrency, FiveRobotsFourThreadsEachGetTheirOwnReplies) {
     for (int r = 0; r < kRobots; ++r) {
         fakes.push_back(std::make_unique<FakeController>());
         auto &fake = *fakes.back();
-        // Each thread asks its own command; the reply echoes robot and thread.
+        // Each thread asks its own command; the reply echoes robot and thread. Every third
+        // answer is preceded by a line nobody waits for, and a pusher adds more: the FIFO
+        // must keep handing each waiter its own reply among them.
         for (int t = 0; t < kThreads; ++t) {
             std::string cmd = "get_t" + std::to_string(t);
-            int value = r * 100 + t;
-            fake.on(cmd, "{\"command\":\"" + cmd + "\",\"value\":" + std::to_string(value) + "}");
+            std::string reply = "{\"command\":\"" + cmd + "\",\"value\":" + std::to_string(r * 100 + t) + "}";
+            auto calls = std::make_shared<std::atomic<int>>(0);
+            fake.on(cmd, [reply, calls](const std::string &) {
+                if (++*calls % 3 == 0) return std::vector<std::string>{R"({"command":"unrelated","n":1})", reply};
+                return std::vector<std::string>{reply};
+            });
         }
         robots.push_back(kytest::connect(fake));
         ASSERT_EQ(robots.back()->id, r + 1);
@@ -37,8 +43,9 @@ TEST(Concurrency, FiveRobotsFourThreadsEachGetTheirOwnReplies) {
         noise.emplace_back([&stop, &f] {
             int i = 0;
             while (!stop) {
-                f->push(R"({"command":"unrelated","n":)" + std::to_string(i++) + "}");
-                std::this_thread::sleep_for(1ms);
+                f->push(R"({"command":"current_trajectory_state","trajectory_state":true,"device":)" +
+                        std::to_string(i++ % 5) + "}");
+                std::this_thread::sleep_for(20ms);
             }
         });
     }
@@ -69,15 +76,19 @@ TEST(Concurrency, DeleteWaitsForCommandsInFlightAndLaterCallsFail) {
     FakeController fake;
     ky_robot_handle *robot = kytest::connect(fake);
     ASSERT_EQ(robot->id, 1);
+    fake.clear_received();
     std::atomic<int> result{99};
     std::thread waiter([&] {
         int v;
         result = ky_get_data_common(robot, &v, "never_answered", "x");
     });
-    std::this_thread::sleep_for(50ms);
+    // Once the request is out, the waiter holds the registry's read lock for its wait.
+    ASSERT_TRUE(fake.wait_for_requests(1, 2s));
+    auto t0 = std::chrono::steady_clock::now();
     EXPECT_EQ(ky_delete_robot_arm(robot), 0);  // blocks until the waiter's exchange ended
-    EXPECT_EQ(result.load(), -2);
+    EXPECT_GE(std::chrono::steady_clock::now() - t0, 150ms);
     waiter.join();
+    EXPECT_EQ(result.load(), -2);
     int v;
     EXPECT_EQ(ky_get_data_common(robot, &v, "get_x", "x"), -1);
 }

@@ -106,7 +106,7 @@ TEST_P(ExchangeTest, TimeOutBelowTwoMillisecondsReturnsAtOnce) {
         char reply[64];
         auto t0 = std::chrono::steady_clock::now();
         EXPECT_EQ(ky_pack_lock_set("t", robot, items, 1, "q", reply, sizeof reply, t), -2);
-        EXPECT_LT(std::chrono::steady_clock::now() - t0, 50ms);
+        EXPECT_LT(std::chrono::steady_clock::now() - t0, 250ms);  // no 2-ms tries are waited
     }
 }
 

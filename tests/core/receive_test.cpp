@@ -91,26 +91,40 @@ TEST_F(ReceiveTest, ShortAndMalformedInputIsDroppedWithoutHarm) {
     EXPECT_TRUE(log.contains("Error: 'point' is not an array."));
 }
 
-TEST_F(ReceiveTest, UnansweredLinesFillTheFifoAndOnlyStaleOnesAreOverwritten) {
-    for (int i = 0; i < 21; ++i) fake.push(R"({"command":"n)" + std::to_string(i) + "\"}");
-    ky::Reply reply;
-    // Wait until the 21 lines passed through: a marker that finds no slot is dropped too,
-    // so poll for the 20th line first.
-    ASSERT_GT(wait("n19", reply), 0);
-    EXPECT_EQ(wait("n20", reply, 60), -2);  // found the FIFO full and was dropped
-    // Fill up again, then send more than 50 lines: the old ones become stale and give way.
-    for (int i = 0; i < 19; ++i) ASSERT_GT(wait(("n" + std::to_string(i)).c_str(), reply, 100), 0) << i;
-    for (int i = 0; i < 20; ++i) fake.push(R"({"command":"m)" + std::to_string(i) + "\"}");
-    ASSERT_GT(wait("m19", reply), 0);
-    // The oldest line turns stale once it is more than 50 lines old: 30 more lines and
-    // "early" find no slot, the line after them takes the stale one.
-    for (int i = 0; i < 30; ++i) fake.push(R"({"command":"filler"})");
-    fake.push(R"({"command":"early"})");
-    fake.push(R"({"command":"late"})");
-    EXPECT_GT(wait("late", reply), 0);
-    EXPECT_EQ(wait("early", reply, 60), -2);
-    EXPECT_EQ(wait("m0", reply, 60), -2);  // overwritten
-    EXPECT_GT(wait("m1", reply, 60), 0);
+// FIFO capacity, driven directly (mode 0 has no receive thread to race with).
+TEST(Fifo, FullFifoDropsNewLinesUntilTheOldestAreMoreThanFiftyLinesOld) {
+    kytest::Library lib(0);
+    FakeController fake;
+    ky_robot_handle *robot = kytest::connect(fake);
+    ASSERT_EQ(robot->id, 1);
+    ky_rdlock_lock();
+    ky_handle *h = ky_get_ky_handle_by_robot_handle(robot);
+    ky_rdlock_unlock();
+    auto file = [&](const std::string &key) {
+        std::string line = R"({"command":")" + key + "\"}";
+        add_str_to_fifo(h, line.c_str(), static_cast<int>(line.size()));
+    };
+    auto take = [&](const std::string &key) {
+        char out[64] = {};
+        return get_str_from_fifo(h->fifo, key.c_str(), out, sizeof out);
+    };
+    for (int i = 0; i < 21; ++i) file("n" + std::to_string(i));
+    EXPECT_EQ(take("n20"), -1);  // found all 20 slots taken
+    EXPECT_GT(take("n19"), 0);
+    for (int i = 0; i < 19; ++i) EXPECT_GT(take("n" + std::to_string(i)), 0) << i;
+
+    for (int i = 0; i < 20; ++i) file("m" + std::to_string(i));
+    for (int i = 0; i < 30; ++i) file("filler");  // dropped: nothing is stale yet
+    file("early");                                // m0 is exactly 50 lines old: dropped
+    file("late");                                 // m0 is 51 lines old: overwritten
+    EXPECT_EQ(take("early"), -1);
+    EXPECT_EQ(take("m0"), -1);
+    EXPECT_GT(take("late"), 0);
+    EXPECT_GT(take("m1"), 0);
+    EXPECT_EQ(take("filler"), -1);
+    // Non-JSON lines count but are never stored.
+    file("x\"");
+    EXPECT_EQ(take("x"), -1);
 }
 
 std::atomic<int> g_events{0};

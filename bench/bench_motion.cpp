@@ -1,0 +1,274 @@
+// Time from the controller's completion line to the return of a blocking move.
+//
+// A loopback peer accepts each movej and, once the library waits for the completion, pushes
+// {"command":"current_trajectory_state",...}; the push time is taken just before the line is
+// written, the end when ky_movej_block returns. The baseline is a raw loopback TCP
+// ping-pong of one line, measured in the same run.
+#include <arpa/inet.h>
+#include <benchmark/benchmark.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ky_api.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double percentile(std::vector<double> v, double p) {
+    if (v.empty()) return 0;
+    std::sort(v.begin(), v.end());
+    return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
+}
+
+// Round trips of one short line over a loopback TCP connection to an echo thread, in
+// microseconds.
+std::vector<double> loopback_ping_pong(int rounds) {
+    int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof addr;
+    ::bind(listener, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
+    ::listen(listener, 1);
+    ::getsockname(listener, reinterpret_cast<sockaddr *>(&addr), &len);
+    int client = ::socket(AF_INET, SOCK_STREAM, 0);
+    int one = 1;
+    ::setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    std::thread echo([&] {
+        int peer = ::accept(listener, nullptr, nullptr);
+        ::setsockopt(peer, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        char buf[256];
+        for (;;) {
+            ssize_t n = ::recv(peer, buf, sizeof buf, 0);
+            if (n <= 0) break;
+            if (::send(peer, buf, static_cast<size_t>(n), MSG_NOSIGNAL) != n) break;
+        }
+        ::close(peer);
+    });
+    ::connect(client, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
+    const char line[] = "{\"command\":\"current_trajectory_state\",\"trajectory_state\":true}\r\n";
+    std::vector<double> us;
+    char buf[256];
+    for (int i = 0; i < rounds; ++i) {
+        auto t0 = Clock::now();
+        if (::send(client, line, sizeof line - 1, 0) < 0) break;
+        size_t got = 0;
+        while (got < sizeof line - 1) {
+            ssize_t n = ::recv(client, buf, sizeof buf, 0);
+            if (n <= 0) break;
+            got += static_cast<size_t>(n);
+        }
+        us.push_back(std::chrono::duration<double, std::micro>(Clock::now() - t0).count());
+    }
+    ::close(client);
+    echo.join();
+    ::close(listener);
+    return us;
+}
+
+// A minimal controller on loopback: answers the connection-time queries and movej by
+// command name, calls `on_move` for each movej, and pushes lines on request.
+class Peer {
+public:
+    std::function<void()> on_move;
+
+    Peer() {
+        listener_ = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof addr;
+        ::bind(listener_, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
+        ::listen(listener_, 1);
+        ::getsockname(listener_, reinterpret_cast<sockaddr *>(&addr), &len);
+        port_ = ntohs(addr.sin_port);
+        const std::string six = "[-178000,-178000,-178000,-178000,-178000,-178000]";
+        replies_ = {
+            {"get_arm_software_info",
+             R"({"command":"arm_software_info","Product_version":"KY6A-B","algorithm_info":{"version":"1"},)"
+             R"("ctrl_info":{"version":"1","build_time":"2026-11-01"}})"},
+            {"get_realtime_push",
+             R"({"command":"get_realtime_push","cycle":5,"port":8089,"ip":"127.0.0.1","enable":false,)"
+             R"("custom":{"joint_speed":false,"lift_state":false,"expand_state":false,"arm_current_status":false},)"
+             R"("force_coordinate":0})"},
+            {"get_current_work_frame", R"({"command":"current_work_frame","frame_name":"World","pose":[0,0,0,0,0,0]})"},
+            {"get_current_tool_frame", R"({"command":"current_tool_frame","tool_name":"Arm_Tip","pose":[0,0,0,0,0,0],)"
+                                       R"("payload":0,"position":[0,0,0]})"},
+            {"get_install_pose", R"({"command":"install_pose","pose":[0,0,0]})"},
+            {"get_joint_min_pos", R"({"command":"joint_min_pos","min_pos":)" + six + "}"},
+            {"get_joint_max_pos", R"({"command":"joint_max_pos","max_pos":[178000,178000,178000,178000,178000,178000]})"},
+            {"get_joint_max_acc", R"({"command":"joint_max_acc","joint_acc":[1,1,1,1,1,1]})"},
+            {"get_joint_max_speed", R"({"command":"joint_max_speed","joint_speed":[1,1,1,1,1,1]})"},
+            {"movej", R"({"command":"movej","receive_state":true})"},
+            // Asked only if the completion line came late: the trajectory is still running.
+            {"get_arm_current_trajectory", R"({"command":"arm_current_trajectory","type":"movej","data":[0,0,0,0,0,0]})"},
+        };
+        reader_ = std::thread([this] { run(); });
+    }
+    ~Peer() {
+        ::shutdown(listener_, SHUT_RDWR);
+        if (client_ >= 0) ::shutdown(client_, SHUT_RDWR);
+        reader_.join();
+        if (client_ >= 0) ::close(client_);
+        ::close(listener_);
+    }
+    int port() const { return port_; }
+    void push(const std::string &line) { send_line(line); }
+
+private:
+    int listener_ = -1;
+    std::atomic<int> client_{-1};
+    int port_ = 0;
+    std::map<std::string, std::string> replies_;
+    std::thread reader_;
+    std::mutex send_mutex_;
+
+    void send_line(const std::string &line) {
+        std::lock_guard<std::mutex> lock(send_mutex_);
+        const std::string bytes = line + "\r\n";
+        ssize_t r = ::send(client_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        (void)r;
+    }
+    void answer(const std::string &line) {
+        std::string command;
+        if (cJSON *root = cJSON_Parse(line.c_str())) {
+            if (const cJSON *c = cJSON_GetObjectItemCaseSensitive(root, "command"); cJSON_IsString(c)) {
+                command = c->valuestring;
+            }
+            cJSON_Delete(root);
+        }
+        auto it = replies_.find(command);
+        if (it != replies_.end()) send_line(it->second);
+        if (command == "movej" && on_move) on_move();
+    }
+    void run() {
+        int c = ::accept(listener_, nullptr, nullptr);
+        if (c < 0) return;
+        int one = 1;
+        ::setsockopt(c, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        client_ = c;
+        std::string pending;
+        char buf[4096];
+        for (;;) {
+            ssize_t n = ::recv(c, buf, sizeof buf, 0);
+            if (n <= 0) return;
+            pending.append(buf, static_cast<size_t>(n));
+            for (size_t end; (end = pending.find("\r\n")) != std::string::npos;) {
+                std::string line = pending.substr(0, end);
+                pending.erase(0, end + 2);
+                line.erase(0, line.find_first_not_of('\0'));  // the NUL after the previous line
+                answer(line);
+            }
+        }
+    }
+};
+
+void BM_LoopbackPingPong(benchmark::State &state) {
+    std::vector<double> us;
+    for (auto _ : state) {
+        auto round = loopback_ping_pong(1000);
+        us.insert(us.end(), round.begin(), round.end());
+    }
+    state.counters["median_us"] = percentile(us, 0.5);
+    state.counters["p99_us"] = percentile(us, 0.99);
+}
+BENCHMARK(BM_LoopbackPingPong)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// Pushes the completion line after each accepted move.
+struct Pusher {
+    Peer &peer;
+    std::mutex mutex;
+    std::condition_variable cv;
+    int accepted = 0;
+    bool stop = false;
+    std::atomic<int64_t> pushed_ns{0};
+    std::thread thread;
+
+    explicit Pusher(Peer &p) : peer(p) {
+        thread = std::thread([this] { run(); });
+    }
+    ~Pusher() {
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            stop = true;
+        }
+        cv.notify_all();
+        thread.join();
+    }
+    void on_accept() {
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            ++accepted;
+        }
+        cv.notify_all();
+    }
+    void run() {
+        const std::string done =
+            R"({"command":"current_trajectory_state","trajectory_state":true,"device":0,"trajectory_connect":0})";
+        for (;;) {
+            {
+                std::unique_lock<std::mutex> lock(mutex);
+                cv.wait(lock, [&] { return stop || accepted > 0; });
+                if (stop) return;
+                --accepted;
+            }
+            // Let the acceptance reach the library, which then waits for the completion.
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            pushed_ns = Clock::now().time_since_epoch().count();
+            peer.push(done);
+        }
+    }
+};
+
+void BM_BlockingMoveReturnAfterCompletion(benchmark::State &state) {
+    const double baseline = percentile(loopback_ping_pong(1000), 0.5);
+    ky_init(1);
+    Peer peer;
+    Pusher pusher(peer);
+    peer.on_move = [&] { pusher.on_accept(); };
+    ky_robot_handle *robot = ky_create_robot_arm("127.0.0.1", peer.port());
+    if (robot == nullptr || robot->id != 1) {
+        state.SkipWithError("connection to the loopback peer failed");
+        ky_destory();
+        return;
+    }
+    const float joints[7] = {0, 10, 20, 30, 40, 50, 0};
+    std::vector<double> us;
+    int failures = 0;
+    for (auto _ : state) {
+        int r = ky_movej_block(robot, joints, 20, 0, 0, 1);
+        const int64_t end = Clock::now().time_since_epoch().count();
+        if (r != 0) ++failures;
+        const double latency = static_cast<double>(end - pusher.pushed_ns.load()) / 1000.0;
+        us.push_back(latency);
+        state.SetIterationTime(latency / 1e6);
+    }
+    ky_destory();
+    const double median = percentile(us, 0.5);
+    state.counters["median_us"] = median;
+    state.counters["p99_us"] = percentile(us, 0.99);
+    state.counters["baseline_rtt_median_us"] = baseline;
+    state.counters["median_over_baseline_rtt"] = baseline > 0 ? median / baseline : 0;
+    state.counters["failures"] = failures;
+}
+BENCHMARK(BM_BlockingMoveReturnAfterCompletion)->Iterations(1000)->UseManualTime()->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

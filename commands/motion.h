@@ -1,0 +1,41 @@
+// Completion wait of blocking motion commands, shared by the planned moves and the steps
+// (and by any other family whose commands end with a pushed "current_trajectory_state").
+#pragma once
+#include "ky_api.h"
+
+namespace ky {
+
+// How one blocking command waits for its trajectory to finish (modes 1 and 2).
+struct CompletionWait {
+    const char *tag;       // log tag of the waits and of the device error
+    int running_type;      // trajectory type that the query reports while it runs
+    bool wait_first;       // each pass starts with a wait for the completion line
+    int final_wait_ms;     // wait for the completion line once the arm is idle; -1: m_nOutTime
+    bool pause_while_running = true;  // 100 ms between queries while the own type runs
+    int device = 0;        // device code whose completion ends the wait
+};
+
+// The members of the blocking family.
+inline CompletionWait planned_move(const char *tag, int running_type) {
+    return {tag, running_type, true, -1};
+}
+inline CompletionWait movej_p_move(const char *tag) { return {tag, 1, false, 1000}; }
+inline CompletionWait step_move(const char *tag, int running_type) {
+    return {tag, running_type, false, 1000, false};
+}
+
+// Polls the completion line and the trajectory query until the trajectory has finished:
+// 0 done; 1 the controller reported failure; -1, -3 unreadable completion line; -4 the
+// last completion named another device or connect value; a failed query's code after six
+// failures.
+int wait_for_completion(ky_robot_handle *robot, const CompletionWait &wait);
+
+// After a blocking command was accepted (its exchange returned `reply_length`): the
+// completion wait of the library's mode. Mode 0 waits `block` one-second periods.
+int finish_blocking(ky_robot_handle *robot, int block, int reply_length, const CompletionWait &wait);
+
+}  // namespace ky
+
+// Reads a completion line: its "trajectory_state" (1 true, 0 false, -1 missing), or -3 when
+// the text is not JSON or "device" / "trajectory_connect" is negative.
+int parse_ky_move_command(const char *text, int *device, int *connect);

@@ -1,0 +1,50 @@
+// A simulator started in-process on ephemeral ports, with the library connected to it in
+// mode 2 (its realtime pushes reach the library's UDP receiver).
+#pragma once
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ky_api.h"
+#include "realtime/realtime_util.h"
+#include "sim/simulator.h"
+#include "support/test_util.h"
+
+namespace kytest {
+
+class SimTest : public ::testing::Test {
+protected:
+    // Options of the simulator; tests adjust them in their constructor before SetUp.
+    ky::sim::Options options;
+    std::unique_ptr<ky::sim::Simulator> sim;
+    std::unique_ptr<kytest::Library> lib;
+    ky_robot_handle *robot = nullptr;
+    int push_port = 0;
+
+    SimTest() {
+        push_port = rttest::free_udp_port();
+        options.port = 0;
+        options.push_port = push_port;
+        options.push_cycle_ms = 10;
+        options.speed_scale = 4.0;
+    }
+
+    void SetUp() override {
+        sim = std::make_unique<ky::sim::Simulator>(options);
+        ASSERT_TRUE(sim->start()) << sim->error();
+        lib = std::make_unique<kytest::Library>(2, 1000, 1500);
+        rttest::Collector::install();
+        robot = ky_create_robot_arm("127.0.0.1", sim->port());
+        ASSERT_NE(robot, nullptr);
+        ASSERT_GE(robot->id, 1);
+    }
+
+    void TearDown() override {
+        lib.reset();  // ky_destory before the simulator goes away
+        sim.reset();
+    }
+};
+
+}  // namespace kytest
