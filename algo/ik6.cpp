@@ -350,6 +350,15 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
 }  // namespace
 
 float find_nearest_joint(float ref, float &candidate, float margin, float lower, float upper) {
+    // The turn nearest the reference, when it is inside the range and clearly nearest, is
+    // what the search below finds; take it directly.
+    const float direct = near_turn(candidate, ref);
+    const float shift = direct - candidate;
+    if (std::fabs(direct - ref) < kPiF - 1e-4f && shift > -12.6f && shift < 12.6f &&
+        direct >= lower - margin && direct <= upper + margin) {
+        candidate = direct;
+        return std::fabs(direct - ref);
+    }
     constexpr float kShift[5] = {-12.566371f, -6.2831855f, 0.0f, 6.2831855f, 12.566371f};
     float best = 1e6f, chosen = candidate;
     bool found = false;
