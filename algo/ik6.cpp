@@ -38,6 +38,35 @@ float atan2_or(float y, float x, float ref) {
     return atan2_f(y, x);
 }
 
+// find_nearest_joint, inlined into the solver.
+inline float nearest_joint(float ref, float &candidate, float margin, float lower, float upper) {
+    // The turn nearest the reference, when it is inside the range and clearly nearest, is
+    // what the search below finds; take it directly.
+    const float direct = near_turn(candidate, ref);
+    const float shift = direct - candidate;
+    if (std::fabs(direct - ref) < kPiF - 1e-4f && shift > -12.6f && shift < 12.6f &&
+        direct >= lower - margin && direct <= upper + margin) {
+        candidate = direct;
+        return std::fabs(direct - ref);
+    }
+    constexpr float kShift[5] = {-12.566371f, -6.2831855f, 0.0f, 6.2831855f, 12.566371f};
+    float best = 1e6f, chosen = candidate;
+    bool found = false;
+    for (float sh : kShift) {
+        const float v = candidate + sh;
+        if (v < lower - margin || v > upper + margin) continue;
+        const float dist = std::fabs(v - ref);
+        if (!found || dist < best) {
+            best = dist;
+            chosen = v;
+            found = true;
+        }
+    }
+    if (!found) return 1e6f;
+    candidate = chosen;
+    return best;
+}
+
 // Rx(alpha) Tx(a) Rz(theta) Tz(d) of one modified-convention link.
 Aff link(const Chain &c, int i, float theta) {
     float st, ct;
@@ -288,7 +317,7 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
             pt.t6_raw = atan2_f(-sign * sa5 * n6y, sign * sa5 * n6x);
             pt.partial = 0;
             for (int i : {0, 4, 5}) {
-                pt.dist[i] = find_nearest_joint(ref[i], pt.th[i], kLimitWidening, lim_min[i], lim_max[i]);
+                pt.dist[i] = nearest_joint(ref[i], pt.th[i], kLimitWidening, lim_min[i], lim_max[i]);
                 pt.partial += pt.dist[i];
             }
         }
@@ -312,7 +341,7 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
             // arm's reach. Joint 6 from the (tiny) wrist direction then still fits.
             if (pt.th[5] == pt.t6_raw) continue;
             pt.th[5] = pt.t6_raw;
-            pt.dist[5] = find_nearest_joint(ref[5], pt.th[5], kLimitWidening, lim_min[5], lim_max[5]);
+            pt.dist[5] = nearest_joint(ref[5], pt.th[5], kLimitWidening, lim_min[5], lim_max[5]);
             G = aff_mul(pt.A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
             if (!acos_slack((G.p[0] * G.p[0] + G.p[1] * G.p[1] - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs))
                 continue;
@@ -332,7 +361,7 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
             th[2] = t3;
             th[3] = t234 - th[1] - t3;
             for (int i = 1; i < 4; ++i)
-                dist[i] = find_nearest_joint(ref[i], th[i], kLimitWidening, lim_min[i], lim_max[i]);
+                dist[i] = nearest_joint(ref[i], th[i], kLimitWidening, lim_min[i], lim_max[i]);
             float total = 0;
             for (int i = 0; i < 6; ++i) total += dist[i];
             const int index = (order[o] / 2) * 4 + el * 2 + (order[o] % 2);
@@ -350,31 +379,7 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
 }  // namespace
 
 float find_nearest_joint(float ref, float &candidate, float margin, float lower, float upper) {
-    // The turn nearest the reference, when it is inside the range and clearly nearest, is
-    // what the search below finds; take it directly.
-    const float direct = near_turn(candidate, ref);
-    const float shift = direct - candidate;
-    if (std::fabs(direct - ref) < kPiF - 1e-4f && shift > -12.6f && shift < 12.6f &&
-        direct >= lower - margin && direct <= upper + margin) {
-        candidate = direct;
-        return std::fabs(direct - ref);
-    }
-    constexpr float kShift[5] = {-12.566371f, -6.2831855f, 0.0f, 6.2831855f, 12.566371f};
-    float best = 1e6f, chosen = candidate;
-    bool found = false;
-    for (float sh : kShift) {
-        const float v = candidate + sh;
-        if (v < lower - margin || v > upper + margin) continue;
-        const float dist = std::fabs(v - ref);
-        if (!found || dist < best) {
-            best = dist;
-            chosen = v;
-            found = true;
-        }
-    }
-    if (!found) return 1e6f;
-    candidate = chosen;
-    return best;
+    return nearest_joint(ref, candidate, margin, lower, upper);
 }
 
 int find_min_index(const float values[], int count) {
