@@ -10,6 +10,7 @@
 
 #include "algo/fast_trig.h"
 #include "algo/ik_internal.h"
+#include "algo/kinematics.h"
 
 namespace ky::algo {
 
@@ -290,9 +291,12 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
         float th[kMaxJoints];
         float dist[6];
         float partial;
+        float t1_dh;   // joint 1 as solved, before its turn shift
         float t6_raw;  // joint 6 from the wrist direction even when it is ill-determined
-        Aff A;
     } parts[4];
+    // (T01 Rx(alpha2) Tx(a2))^-1 F per shoulder, computed when a branch of it is completed.
+    Aff shoulder_frame[2];
+    bool have_frame[2] = {false, false};
     for (int sh = 0; sh < 2; ++sh) {
         float t1;
         if (!shoulder(px, py, y0, sh == 0, ref[0], t1)) continue;
@@ -304,14 +308,12 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
         const float n6x = n0 * F.r[0][0] + n1 * F.r[1][0];
         const float n6y = n0 * F.r[0][1] + n1 * F.r[1][1];
         const float m5 = std::sqrt(n6x * n6x + n6y * n6y);
-        // (T01 Rx(alpha2) Tx(a2))^-1 F, shared by both wrist branches.
-        const Aff A = aff_mul(pre_inv, aff_mul(aff_inv(link(c, 0, t1)), F));
         for (int wr = 0; wr < 2; ++wr) {
             const float sign = wr == 0 ? 1.0f : -1.0f;
             Part &pt = parts[sh * 2 + wr];
             pt.ok = true;
-            pt.A = A;
             pt.th[0] = t1;
+            pt.t1_dh = t1;
             pt.th[4] = atan2_f(sign * m5, c5);
             pt.th[5] = atan2_or(-sign * sa5 * n6y, sign * sa5 * n6x, ref[5]);
             pt.t6_raw = atan2_f(-sign * sa5 * n6y, sign * sa5 * n6x);
@@ -332,8 +334,14 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
     for (int o = 0; o < 4; ++o) {
         Part &pt = parts[order[o]];
         if (!pt.ok || pt.partial >= 1e6f || pt.partial > best_total * 1.000001f + 1e-6f) continue;
+        const int sh = order[o] / 2;
+        if (!have_frame[sh]) {
+            shoulder_frame[sh] = aff_mul(pre_inv, aff_mul(aff_inv(link(c, 0, pt.t1_dh)), F));
+            have_frame[sh] = true;
+        }
+        const Aff &A = shoulder_frame[sh];
         // G = Rz(t2) Tz(d2) Tx(a3) Rz(t3) Tz(d3) Tx(a4) Rz(t4) Tz(d4)
-        Aff G = aff_mul(pt.A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
+        Aff G = aff_mul(A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
         float t3abs;
         if (!acos_slack((G.p[0] * G.p[0] + G.p[1] * G.p[1] - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs)) {
             // With the wrist straight, joint 6 kept at its reference moves the elbow target by
@@ -342,7 +350,7 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
             if (pt.th[5] == pt.t6_raw) continue;
             pt.th[5] = pt.t6_raw;
             pt.dist[5] = nearest_joint(ref[5], pt.th[5], kLimitWidening, lim_min[5], lim_max[5]);
-            G = aff_mul(pt.A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
+            G = aff_mul(A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
             if (!acos_slack((G.p[0] * G.p[0] + G.p[1] * G.p[1] - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs))
                 continue;
         }
@@ -409,11 +417,13 @@ int inverse_kinematics_6dof(const State &s, const Aff &flange, const float ref_j
         if (select_parallel(c, flange, ref, lim_min, lim_max, best)) {
             // The chosen branch must reproduce the target (rounding near singular poses can
             // leave a branch that does not).
-            const Frame<float> f = chain_fk<float>(c, best);
+            float q[kMaxJoints] = {};
+            for (int i = 0; i < 6; ++i) q[i] = best[i] - c.offset[i];
+            const ky_matrix f = fk_flange(s, q);
             float err = 0;
             for (int k = 0; k < 3; ++k) {
-                err += std::fabs(f.p[k] - flange.p[k]);
-                for (int j = 0; j < 3; ++j) err += std::fabs(f.r[k][j] - flange.r[k][j]);
+                err += std::fabs(f.data[k][3] - flange.p[k]);
+                for (int j = 0; j < 3; ++j) err += std::fabs(f.data[k][j] - flange.r[k][j]);
             }
             chosen = err < 1e-2f;
         }
