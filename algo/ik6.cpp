@@ -282,9 +282,8 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
     const float sa2 = c.sa[1], sa5 = c.sa[4], sa6 = c.sa[5];
     const float y0 = -sa2 * (c.d[1] + c.d[2] + c.d[3]);
     const float a3 = c.a[2], a4 = c.a[3];
-    Chain pre = c;
-    pre.d[1] = 0;
-    const Aff pre_inv = aff_inv(link(pre, 1, 0.0f));  // (Rx(alpha2) Tx(a2))^-1
+    // (Rx(alpha2) Tx(a2))^-1 = Tx(-a2) Rx(-alpha2)
+    const Aff pre_inv{{{1, 0, 0}, {0, c.ca[1], c.sa[1]}, {0, -c.sa[1], c.ca[1]}}, {-c.a[1], 0, 0}};
 
     struct Part {
         bool ok = false;
@@ -308,15 +307,19 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
         const float n6x = n0 * F.r[0][0] + n1 * F.r[1][0];
         const float n6y = n0 * F.r[0][1] + n1 * F.r[1][1];
         const float m5 = std::sqrt(n6x * n6x + n6y * n6y);
+        // The second wrist is the first mirrored: -t5, and t6 half a turn on (unless joint 6
+        // is undetermined and keeps its reference in both).
+        const float t5 = atan2_f(m5, c5);
+        const float t6_raw = atan2_f(-sa5 * n6y, sa5 * n6x);
+        const bool t6_kept = std::fabs(n6x) < kTiny && std::fabs(n6y) < kTiny;
         for (int wr = 0; wr < 2; ++wr) {
-            const float sign = wr == 0 ? 1.0f : -1.0f;
             Part &pt = parts[sh * 2 + wr];
             pt.ok = true;
             pt.th[0] = t1;
             pt.t1_dh = t1;
-            pt.th[4] = atan2_f(sign * m5, c5);
-            pt.th[5] = atan2_or(-sign * sa5 * n6y, sign * sa5 * n6x, ref[5]);
-            pt.t6_raw = atan2_f(-sign * sa5 * n6y, sign * sa5 * n6x);
+            pt.th[4] = wr == 0 ? t5 : -t5;
+            pt.t6_raw = wr == 0 ? t6_raw : t6_raw + kPiF;
+            pt.th[5] = t6_kept ? ref[5] : pt.t6_raw;
             pt.partial = 0;
             for (int i : {0, 4, 5}) {
                 pt.dist[i] = nearest_joint(ref[i], pt.th[i], kLimitWidening, lim_min[i], lim_max[i]);
