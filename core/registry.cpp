@@ -22,9 +22,6 @@ KY_API int m_nOutTime = 500;
 KY_API int m_nOutTime_max = 1000;
 }
 
-// Algorithm state loader, defined by the algorithm module.
-extern "C" __attribute__((weak)) void ky_algo_arm_state_set(ky_robot_handle *robot_handle);
-
 namespace {
 
 pthread_rwlock_t g_rwlock = PTHREAD_RWLOCK_INITIALIZER;
@@ -167,7 +164,7 @@ KY_API ky_robot_handle *ky_create_robot_arm(const char *ip, int port) {
         ky_wrlock_unlock();
         ky::wake_receiver();
         int r = ky_sync_robot_info(&h->robot);
-        if (ky_algo_arm_state_set) ky_algo_arm_state_set(&h->robot);
+        ky_algo_arm_state_set(&h->robot);
         ky_wrlock_lock();
         if (r == 0) {
             ky_wrlock_unlock();

@@ -38,16 +38,8 @@ void expect_matrix_eq(const ky_matrix &a, const ky_matrix &b) {
     }
 }
 
-class Frames : public ::testing::Test {
+class Frames : public kytest::ConnectedTest<1> {
 protected:
-    kytest::Library lib{1};
-    FakeController fake;
-    ky_robot_handle *robot = nullptr;
-    void SetUp() override {
-        robot = kytest::connect(fake);
-        ASSERT_EQ(robot->id, 1);
-        fake.clear_received();
-    }
     // Runs `call` against `reply` (scripted under `command`) and returns the one request sent.
     std::string request_of(const char *command, const std::string &reply, const std::function<int()> &call,
                            int expect) {

@@ -16,16 +16,7 @@ std::string software_info(const std::string &product, const std::string &ctrl = 
            (plan ? R"(,"plan_info":{"version":"9"})" : "") + "}";
 }
 
-class IdentityTest : public ::testing::Test {
-protected:
-    kytest::Library lib{1};
-    FakeController fake;
-    ky_robot_handle *robot = nullptr;
-    void SetUp() override {
-        robot = kytest::connect(fake);
-        ASSERT_EQ(robot->id, 1);
-    }
-};
+using IdentityTest = kytest::ConnectedTest<1>;
 
 TEST_F(IdentityTest, ProductVersionSetsModelDofAndForceType) {
     struct Case {

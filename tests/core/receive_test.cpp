@@ -17,16 +17,8 @@ using kytest::FakeController;
 
 namespace {
 
-class ReceiveTest : public ::testing::Test {
+class ReceiveTest : public kytest::ConnectedTest<1> {
 protected:
-    kytest::Library lib{1};
-    FakeController fake;
-    ky_robot_handle *robot = nullptr;
-
-    void SetUp() override {
-        robot = kytest::connect(fake);
-        ASSERT_EQ(robot->id, 1);
-    }
     // Waits for a line under `key` without sending anything.
     int wait(const char *key, ky::Reply &reply, int ms = 300) { return ky::wait_line(robot, "t", key, reply, ms); }
 };

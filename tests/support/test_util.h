@@ -1,6 +1,8 @@
 // Shared helpers of the test suites: log capture, library set-up and tear-down, and a
 // robot connected to a fake controller.
 #pragma once
+#include <gtest/gtest.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,6 +32,23 @@ public:
 
 // Creates a robot against `fake` after scripting its identity queries.
 ky_robot_handle *connect(FakeController &fake, const std::string &product = "KY6A-B");
+
+// A library in mode `Mode` with one robot connected to a fake controller that answers the
+// connection-time queries; what the connection sent is cleared before the test starts.
+template <int Mode = 1>
+class ConnectedTest : public ::testing::Test {
+protected:
+    Library lib{Mode};
+    FakeController fake;
+    ky_robot_handle *robot = nullptr;
+
+    void SetUp() override {
+        robot = connect(fake);
+        ASSERT_NE(robot, nullptr);
+        ASSERT_EQ(robot->id, 1);
+        fake.clear_received();
+    }
+};
 
 // The request line's member `key` printed unformatted (for exact comparisons of one member).
 std::string member_of(const std::string &request, const std::string &key);
