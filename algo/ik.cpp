@@ -9,6 +9,15 @@
 
 namespace ky::algo {
 
+namespace {
+bool is_identity(const ky_matrix &m) {
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 4; ++j)
+            if (m.data[i][j] != (i == j ? 1.0f : 0.0f)) return false;
+    return true;
+}
+}  // namespace
+
 int inverse_kinematics(State &s, const float current[], const ky_pose &target, bool use_euler,
                        float out[]) {
     const ky_matrix t = use_euler ? pose_euler_to_transformation_matrix(target)
@@ -27,9 +36,11 @@ int inverse_kinematics(State &s, const float current[], const ky_pose &target, b
     if (ref[last] > kTwoPiF && ref[last] < 6.318092f) ref[last] = kTwoPiF;
     if (ref[last] < -kTwoPiF && ref[last] > -6.318092f) ref[last] = -kTwoPiF;
 
-    // Flange in the arm's own base: installation and tool removed.
-    const Aff flange = aff_mul(aff_mul(aff_inv(aff_from(s.install_rotation)), aff_from(t)),
-                               aff_inv(aff_from(s.tool_matrix)));
+    // Flange in the arm's own base: installation and tool removed (skipped when they are
+    // the identity, as they are for most arms).
+    Aff flange = aff_from(t);
+    if (!is_identity(s.install_rotation)) flange = aff_mul(aff_inv(aff_from(s.install_rotation)), flange);
+    if (!is_identity(s.tool_matrix)) flange = aff_mul(flange, aff_inv(aff_from(s.tool_matrix)));
     float result[kMaxJoints] = {};
     const int rc = six ? inverse_kinematics_6dof(s, flange, ref, result)
                        : inverse_kinematics_7dof(s, flange, ref, result);

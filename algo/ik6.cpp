@@ -5,9 +5,12 @@
 // three parallel axes (2, 3, 4) and an offset wrist. Each solution is one of eight branches:
 // shoulder (two first-joint angles), elbow (two third-joint angles) and wrist (two signs
 // of the fifth joint), enumerated in that nesting order with the positive root first.
+#include <algorithm>
 #include <cmath>
 
+#include "algo/fast_trig.h"
 #include "algo/ik_internal.h"
+#include "algo/kinematics.h"
 
 namespace ky::algo {
 
@@ -33,12 +36,42 @@ bool acos_slack(float c, float &angle) {
 // atan2 that keeps `ref` when both arguments vanish.
 float atan2_or(float y, float x, float ref) {
     if (std::fabs(y) < kTiny && std::fabs(x) < kTiny) return ref;
-    return std::atan2(y, x);
+    return atan2_f(y, x);
 }
 
-// Rotation Rx(alpha) Tx(a) Rz(theta) Tz(d) of one modified-convention link.
+// find_nearest_joint, inlined into the solver.
+inline float nearest_joint(float ref, float &candidate, float margin, float lower, float upper) {
+    // The turn nearest the reference, when it is inside the range and clearly nearest, is
+    // what the search below finds; take it directly.
+    const float direct = near_turn(candidate, ref);
+    const float shift = direct - candidate;
+    if (std::fabs(direct - ref) < kPiF - 1e-4f && shift > -12.6f && shift < 12.6f &&
+        direct >= lower - margin && direct <= upper + margin) {
+        candidate = direct;
+        return std::fabs(direct - ref);
+    }
+    constexpr float kShift[5] = {-12.566371f, -6.2831855f, 0.0f, 6.2831855f, 12.566371f};
+    float best = 1e6f, chosen = candidate;
+    bool found = false;
+    for (float sh : kShift) {
+        const float v = candidate + sh;
+        if (v < lower - margin || v > upper + margin) continue;
+        const float dist = std::fabs(v - ref);
+        if (!found || dist < best) {
+            best = dist;
+            chosen = v;
+            found = true;
+        }
+    }
+    if (!found) return 1e6f;
+    candidate = chosen;
+    return best;
+}
+
+// Rx(alpha) Tx(a) Rz(theta) Tz(d) of one modified-convention link.
 Aff link(const Chain &c, int i, float theta) {
-    const float ct = std::cos(theta), st = std::sin(theta);
+    float st, ct;
+    sincos_f(theta, st, ct);
     const float ca = c.ca[i], sa = c.sa[i];
     Aff t;
     t.r[0][0] = ct;
@@ -56,50 +89,43 @@ Aff link(const Chain &c, int i, float theta) {
     return t;
 }
 
-struct Candidate {
-    bool valid = false;
-    float theta[6] = {};
-};
-
-// Wrist angles of a spherical wrist from M = Rz(t4) Rx(a5) Rz(t5) Rx(a6) Rz(t6).
-void spherical_wrist(const Chain &c, const float M[3][3], bool positive, const float ref[],
-                     float th[]) {
-    const float sa = c.sa[4], sb = c.sa[5];
-    float c5 = -M[2][2] * sa * sb;
-    c5 = c5 > 1.0f ? 1.0f : (c5 < -1.0f ? -1.0f : c5);
-    float s5 = std::sqrt(1.0f - c5 * c5);
-    if (!positive) s5 = -s5;
-    th[4] = std::atan2(s5, c5);
-    const float sg4 = (sb * s5) >= 0 ? 1.0f : -1.0f;
-    const float sg6 = (sa * s5) >= 0 ? 1.0f : -1.0f;
+// Wrist angles of a spherical wrist from M = Rz(t4) Rx(a5) Rz(t5) Rx(a6) Rz(t6), for the
+// branch with sin(t5) of sign `sign`. |sin t5| comes from the third column (accurate near
+// the singularity, where 1 - cos^2 would lose it). Joint 6 is taken from what joint 4 and
+// 5 leave of M, so the three stay consistent however poorly joint 4 is determined near
+// the singularity (where it keeps its reference).
+// Returns true at the singularity.
+bool spherical_wrist(const Chain &c, const float M[3][3], float sign, const float ref[], float th[]) {
+    const float sa = c.sa[4], sb = c.sa[5], ca = c.ca[4], cb = c.ca[5];
+    const float c5 = -M[2][2] * sa * sb;
+    const float s5 = sign * std::sqrt(M[0][2] * M[0][2] + M[1][2] * M[1][2]);
+    th[4] = atan2_f(s5, c5);
     const bool singular = std::fabs(M[0][2]) < kTiny && std::fabs(M[1][2]) < kTiny;
-    if (!singular) {
-        th[3] = std::atan2(sg4 * M[1][2], sg4 * M[0][2]);
-        th[5] = std::atan2(-sg6 * M[2][1], sg6 * M[2][0]);
-        return;
+    float s4, c4;
+    if (singular) {
+        th[3] = ref[3];
+        sincos_f(th[3], s4, c4);
+    } else {
+        const float m = std::fabs(s5);
+        s4 = sign * sb * M[1][2] / m;
+        c4 = sign * sb * M[0][2] / m;
+        th[3] = atan2_f(s4, c4);
     }
-    // Axes 4 and 6 aligned: joint 4 keeps its reference, joint 6 takes the rest.
-    th[3] = ref[3];
-    Aff w{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0, 0}};
-    Chain wc = c;
-    wc.d[3] = wc.d[4] = 0;
-    wc.a[3] = wc.a[4] = 0;
-    wc.ca[3] = 1;
-    wc.sa[3] = 0;  // the twist of link 4 is already removed from M
-    w = aff_mul(link(wc, 3, th[3]), link(wc, 4, th[4]));
-    Chain last = wc;
-    last.d[5] = 0;
-    last.a[5] = 0;
-    const Aff rx6 = link(last, 5, 0.0f);
-    w = aff_mul(w, rx6);
-    // N = W^T M = Rz(t6)
-    const float n00 = w.r[0][0] * M[0][0] + w.r[1][0] * M[1][0] + w.r[2][0] * M[2][0];
-    const float n10 = w.r[0][1] * M[0][0] + w.r[1][1] * M[1][0] + w.r[2][1] * M[2][0];
-    th[5] = std::atan2(n10, n00);
+    const float h = std::sqrt(s5 * s5 + c5 * c5);
+    const float sn5 = s5 / h, cs5 = c5 / h;
+    // Columns 0 and 1 of W = Rz(t4) Rx(a5) Rz(t5) Rx(a6); Rz(t6) = W^T M.
+    const float v[3] = {cs5, ca * sn5, sa * sn5};
+    const float w[3] = {-sn5 * cb, ca * cs5 * cb - sa * sb, sa * cs5 * cb + ca * sb};
+    const float w0[3] = {c4 * v[0] - s4 * v[1], s4 * v[0] + c4 * v[1], v[2]};
+    const float w1[3] = {c4 * w[0] - s4 * w[1], s4 * w[0] + c4 * w[1], w[2]};
+    const float n00 = w0[0] * M[0][0] + w0[1] * M[1][0] + w0[2] * M[2][0];
+    const float n10 = w1[0] * M[0][0] + w1[1] * M[1][0] + w1[2] * M[2][0];
+    th[5] = atan2_f(n10, n00);
+    return singular;
 }
 
-// First-joint angles: the wrist point P (relative to the shoulder height) keeps the fixed
-// lateral offset y0 in the frame of joint 1.
+// First-joint angle: the wrist point (px, py) keeps the fixed lateral offset y0 in the
+// frame of joint 1.
 bool shoulder(float px, float py, float y0, bool positive, float ref, float &t1) {
     if (std::fabs(px) < kTiny && std::fabs(py) < kTiny && std::fabs(y0) < kTiny) {
         t1 = ref;  // wrist point on the first axis
@@ -111,131 +137,260 @@ bool shoulder(float px, float py, float y0, bool positive, float ref, float &t1)
         disc = 0;
     }
     const float r = positive ? std::sqrt(disc) : -std::sqrt(disc);
-    t1 = std::atan2(py, px) - std::atan2(y0, r);
+    t1 = atan2_f(py, px) - atan2_f(y0, r);
     return true;
 }
 
-void solve_spherical(const Chain &c, const Aff &F, const float ref[], Candidate cand[]) {
+// Widened-limit filter and weighted distance of one candidate (DH angles brought within
+// pi of the references); joints [from, to) only.
+struct Scored {
+    float th[kMaxJoints];
+    float score;
+    bool inside;
+};
+
+void score_joints(Scored &sc, const float ref[], const float lim_min[], const float lim_max[],
+                  int from, int to) {
+    for (int i = from; i < to; ++i) {
+        const float v = near_turn(sc.th[i], ref[i]);
+        sc.th[i] = v;
+        sc.inside = sc.inside && v >= lim_min[i] - kLimitWidening && v <= lim_max[i] + kLimitWidening;
+        const float dq = v - ref[i];
+        sc.score += (i < 3 ? 2.4f : 1.0f) * dq * dq;
+    }
+}
+
+// KY6A and KYL6C: the wrist centre fixes joints 1 to 3, the remaining rotation the wrist.
+// Selection as the solver's rule states it: among the eight branches (index sh*4 + el*2 +
+// wr) inside the widened limits, the lowest score below 1000, the lowest index on ties.
+// The arm part (joints 1 to 3) is solved for all four shoulder/elbow pairs first; a pair
+// whose arm score alone already exceeds the best full score cannot win, so its wrist is
+// not computed. That changes the work, not the choice.
+bool select_spherical(const Chain &c, const Aff &F, const float ref[], const float lim_min[],
+                      const float lim_max[], float best[]) {
     const float z6[3] = {F.r[0][2], F.r[1][2], F.r[2][2]};
     const float px = F.p[0] - c.d[5] * z6[0];
     const float py = F.p[1] - c.d[5] * z6[1];
     const float pz = F.p[2] - c.d[5] * z6[2] - c.d[0];
-    const float sa2 = c.sa[1], sa4 = c.sa[3], ca4 = c.ca[3];
+    const float ca2 = c.ca[1], sa2 = c.sa[1], sa4 = c.sa[3], ca4 = c.ca[3];
     const float y0 = -sa2 * (c.d[1] + c.d[2] + ca4 * c.d[3]);
+    // Frame 4's origin seen from frame 3: (vx, vy) in the plane of the parallel joints.
     const float vx = c.a[3], vy = -sa4 * c.d[3];
-    const float L = std::sqrt(vx * vx + vy * vy), beta = std::atan2(vy, vx);
+    const float L = std::sqrt(vx * vx + vy * vy), beta = atan2_f(vy, vx);
     const float a3 = c.a[2];
+
+    struct Arm {
+        bool ok = false;
+        float s1, c1, t23;
+        Scored sc;
+    } arms[4];
     for (int sh = 0; sh < 2; ++sh) {
         float t1;
         if (!shoulder(px, py, y0, sh == 0, ref[0], t1)) continue;
-        const float c1 = std::cos(t1), s1 = std::sin(t1);
+        float s1, c1;
+        sincos_f(t1, s1, c1);
         const float ux = c1 * px + s1 * py - c.a[1];
         const float uy = sa2 * pz;
         float gamma;
         if (!acos_slack((ux * ux + uy * uy - a3 * a3 - L * L) / (2 * a3 * L), gamma)) continue;
         for (int el = 0; el < 2; ++el) {
             const float g = el == 0 ? gamma : -gamma;
-            const float t3 = g - beta;
-            const float t2 = atan2_or(uy, ux, ref[1] + std::atan2(L * std::sin(g), a3 + L * std::cos(g))) -
-                             std::atan2(L * std::sin(g), a3 + L * std::cos(g));
-            // Rotation of frame 3, then the wrist rotation seen from link 4's twisted frame.
-            const Aff t03 = aff_mul(aff_mul(link(c, 0, t1), link(c, 1, t2)), link(c, 2, t3));
-            float M[3][3];
-            // M = Rx(alpha4)^T R03^T R
-            float A[3][3];
-            for (int i = 0; i < 3; ++i)
-                for (int j = 0; j < 3; ++j)
-                    A[i][j] = t03.r[0][i] * F.r[0][j] + t03.r[1][i] * F.r[1][j] +
-                              t03.r[2][i] * F.r[2][j];
-            for (int j = 0; j < 3; ++j) {
-                M[0][j] = A[0][j];
-                M[1][j] = ca4 * A[1][j] + sa4 * A[2][j];
-                M[2][j] = -sa4 * A[1][j] + ca4 * A[2][j];
-            }
-            for (int wr = 0; wr < 2; ++wr) {
-                Candidate &k = cand[sh * 4 + el * 2 + wr];
-                k.theta[0] = t1;
-                k.theta[1] = t2;
-                k.theta[2] = t3;
-                spherical_wrist(c, M, wr == 0, ref, k.theta);
-                k.valid = true;
+            float sg, cg;
+            sincos_f(g, sg, cg);
+            const float k = atan2_f(L * sg, a3 + L * cg);
+            Arm &arm = arms[sh * 2 + el];
+            arm.ok = true;
+            arm.s1 = s1;
+            arm.c1 = c1;
+            arm.sc.th[0] = t1;
+            arm.sc.th[1] = atan2_or(uy, ux, ref[1] + k) - k;
+            arm.sc.th[2] = g - beta;
+            arm.t23 = arm.sc.th[1] + arm.sc.th[2];
+            arm.sc.score = 0;
+            arm.sc.inside = true;
+            score_joints(arm.sc, ref, lim_min, lim_max, 0, 3);
+        }
+    }
+    // Most promising arm first, so that the others are usually pruned.
+    int order[4] = {0, 1, 2, 3};
+    for (int i = 1; i < 4; ++i)
+        for (int j = i; j > 0 && arms[order[j]].sc.score < arms[order[j - 1]].sc.score; --j)
+            std::swap(order[j], order[j - 1]);
+
+    float best_score = 1000.0f;
+    int best_index = kBranches;
+    for (int o = 0; o < 4; ++o) {
+        const Arm &arm = arms[order[o]];
+        if (!arm.ok || !arm.sc.inside || arm.sc.score > best_score) continue;
+        const float s1 = arm.s1, c1 = arm.c1;
+        // B = Rz(t1) Rx(alpha2); R03 = B Rz(t2 + t3) since link 3 has no twist.
+        const float B[3][3] = {{c1, -s1 * ca2, s1 * sa2}, {s1, c1 * ca2, -c1 * sa2}, {0, sa2, ca2}};
+        float s23, c23;
+        sincos_f(arm.t23, s23, c23);
+        float R03[3][3];
+        for (int i = 0; i < 3; ++i) {
+            R03[i][0] = c23 * B[i][0] + s23 * B[i][1];
+            R03[i][1] = -s23 * B[i][0] + c23 * B[i][1];
+            R03[i][2] = B[i][2];
+        }
+        // M = Rx(alpha4)^T R03^T R: the wrist rotation after link 4's twist.
+        float A[3][3], M[3][3];
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 3; ++j)
+                A[i][j] = R03[0][i] * F.r[0][j] + R03[1][i] * F.r[1][j] + R03[2][i] * F.r[2][j];
+        for (int j = 0; j < 3; ++j) {
+            M[0][j] = A[0][j];
+            M[1][j] = ca4 * A[1][j] + sa4 * A[2][j];
+            M[2][j] = -sa4 * A[1][j] + ca4 * A[2][j];
+        }
+        Scored pos = arm.sc, neg = arm.sc;
+        const bool singular = spherical_wrist(c, M, 1.0f, ref, pos.th);
+        if (singular) {
+            spherical_wrist(c, M, -1.0f, ref, neg.th);
+        } else {
+            // The other wrist: (t4 + pi, -t5, t6 + pi) gives the same rotation.
+            neg.th[3] = pos.th[3] + kPiF;
+            neg.th[4] = -pos.th[4];
+            neg.th[5] = pos.th[5] + kPiF;
+        }
+        for (int wr = 0; wr < 2; ++wr) {
+            Scored &sc = wr == 0 ? pos : neg;
+            score_joints(sc, ref, lim_min, lim_max, 3, 6);
+            const int index = order[o] * 2 + wr;
+            if (!sc.inside) continue;
+            if (sc.score < best_score || (sc.score == best_score && index < best_index && best_index < kBranches)) {
+                best_score = sc.score;
+                best_index = index;
+                for (int i = 0; i < 6; ++i) best[i] = sc.th[i];
             }
         }
     }
+    return best_index < kBranches;
 }
 
-void solve_parallel(const Chain &c, const Aff &F, const float ref[], Candidate cand[]) {
+// LUX6: joints 2, 3 and 4 parallel. Joint 1 from the point before the last link, joints 5
+// and 6 from the direction of the parallel axes, then a planar two-link problem. Each joint
+// of a branch is brought to its nearest turn within the widened limits; the branch with the
+// smallest summed distance wins (the lowest index, sh*4 + el*2 + wr, on ties). As with the
+// spherical wrist, a shoulder/wrist pair whose three known distances already exceed the
+// best total is not completed.
+bool select_parallel(const Chain &c, const Aff &F, const float ref[], const float lim_min[],
+                     const float lim_max[], float best[]) {
     const float z6[3] = {F.r[0][2], F.r[1][2], F.r[2][2]};
     const float px = F.p[0] - c.d[5] * z6[0];
     const float py = F.p[1] - c.d[5] * z6[1];
-    const float pz = F.p[2] - c.d[5] * z6[2] - c.d[0];
-    (void)pz;
     const float sa2 = c.sa[1], sa5 = c.sa[4], sa6 = c.sa[5];
     const float y0 = -sa2 * (c.d[1] + c.d[2] + c.d[3]);
     const float a3 = c.a[2], a4 = c.a[3];
+    // (Rx(alpha2) Tx(a2))^-1 = Tx(-a2) Rx(-alpha2)
+    const Aff pre_inv{{{1, 0, 0}, {0, c.ca[1], c.sa[1]}, {0, -c.sa[1], c.ca[1]}}, {-c.a[1], 0, 0}};
+
+    struct Part {
+        bool ok = false;
+        float th[kMaxJoints];
+        float dist[6];
+        float partial;
+        float t1_dh;   // joint 1 as solved, before its turn shift
+        float t6_raw;  // joint 6 from the wrist direction even when it is ill-determined
+    } parts[4];
+    // (T01 Rx(alpha2) Tx(a2))^-1 F per shoulder, computed when a branch of it is completed.
+    Aff shoulder_frame[2];
+    bool have_frame[2] = {false, false};
     for (int sh = 0; sh < 2; ++sh) {
         float t1;
         if (!shoulder(px, py, y0, sh == 0, ref[0], t1)) continue;
-        const float c1 = std::cos(t1), s1 = std::sin(t1);
-        // Direction of the parallel axes in the base, and in the flange frame.
-        const float n[3] = {sa2 * s1, -sa2 * c1, 0.0f};
-        const float nz6 = n[0] * z6[0] + n[1] * z6[1];
-        float t5abs;
-        if (!acos_slack(-nz6 * sa5 * sa6, t5abs)) continue;
-        const float n6x = n[0] * F.r[0][0] + n[1] * F.r[1][0];
-        const float n6y = n[0] * F.r[0][1] + n[1] * F.r[1][1];
+        float s1, c1;
+        sincos_f(t1, s1, c1);
+        // Direction of the parallel axes in the base, and its components in the flange frame.
+        const float n0 = sa2 * s1, n1 = -sa2 * c1;
+        const float c5 = -(n0 * z6[0] + n1 * z6[1]) * sa5 * sa6;
+        const float n6x = n0 * F.r[0][0] + n1 * F.r[1][0];
+        const float n6y = n0 * F.r[0][1] + n1 * F.r[1][1];
+        const float m5 = std::sqrt(n6x * n6x + n6y * n6y);
+        // The second wrist is the first mirrored: -t5, and t6 half a turn on (unless joint 6
+        // is undetermined and keeps its reference in both).
+        const float t5 = atan2_f(m5, c5);
+        const float t6_raw = atan2_f(-sa5 * n6y, sa5 * n6x);
+        const bool t6_kept = std::fabs(n6x) < kTiny && std::fabs(n6y) < kTiny;
         for (int wr = 0; wr < 2; ++wr) {
-            const float t5 = wr == 0 ? t5abs : -t5abs;
-            const float sg = (sa5 * std::sin(t5)) >= 0 ? 1.0f : -1.0f;
-            const float t6 = atan2_or(-sg * n6y, sg * n6x, ref[5]);
-            // Frame 4 from the flange: T14 = T01^-1 F T56^-1 T45^-1, then the planar part.
-            const Aff t01 = link(c, 0, t1);
-            const Aff t45 = link(c, 4, t5), t56 = link(c, 5, t6);
-            const Aff t14 = aff_mul(aff_mul(aff_inv(t01), F), aff_inv(aff_mul(t45, t56)));
-            // G = (Rx(alpha2) Tx(a2))^-1 T14 = Rz(t2) ... Rz(t4) Tz(d4)
-            Chain pre = c;
-            pre.d[1] = 0;
-            const Aff g = aff_mul(aff_inv(link(pre, 1, 0.0f)), t14);
-            const float x = g.p[0], y = g.p[1];
-            float t3abs;
-            if (!acos_slack((x * x + y * y - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs)) continue;
-            const float t234 = std::atan2(g.r[1][0], g.r[0][0]);
-            for (int el = 0; el < 2; ++el) {
-                const float t3 = el == 0 ? t3abs : -t3abs;
-                const float k = std::atan2(a4 * std::sin(t3), a3 + a4 * std::cos(t3));
-                const float t2 = atan2_or(y, x, ref[1] + k) - k;
-                Candidate &cd = cand[sh * 4 + el * 2 + wr];
-                cd.theta[0] = t1;
-                cd.theta[1] = t2;
-                cd.theta[2] = t3;
-                cd.theta[3] = t234 - t2 - t3;
-                cd.theta[4] = t5;
-                cd.theta[5] = t6;
-                cd.valid = true;
+            Part &pt = parts[sh * 2 + wr];
+            pt.ok = true;
+            pt.th[0] = t1;
+            pt.t1_dh = t1;
+            pt.th[4] = wr == 0 ? t5 : -t5;
+            pt.t6_raw = wr == 0 ? t6_raw : t6_raw + kPiF;
+            pt.th[5] = t6_kept ? ref[5] : pt.t6_raw;
+            pt.partial = 0;
+            for (int i : {0, 4, 5}) {
+                pt.dist[i] = nearest_joint(ref[i], pt.th[i], kLimitWidening, lim_min[i], lim_max[i]);
+                pt.partial += pt.dist[i];
             }
         }
     }
+    int order[4] = {0, 1, 2, 3};
+    for (int i = 1; i < 4; ++i)
+        for (int j = i; j > 0 && parts[order[j]].partial < parts[order[j - 1]].partial; --j)
+            std::swap(order[j], order[j - 1]);
+
+    float best_total = 1e6f;
+    int best_index = kBranches;
+    for (int o = 0; o < 4; ++o) {
+        Part &pt = parts[order[o]];
+        if (!pt.ok || pt.partial >= 1e6f || pt.partial > best_total * 1.000001f + 1e-6f) continue;
+        const int sh = order[o] / 2;
+        if (!have_frame[sh]) {
+            shoulder_frame[sh] = aff_mul(pre_inv, aff_mul(aff_inv(link(c, 0, pt.t1_dh)), F));
+            have_frame[sh] = true;
+        }
+        const Aff &A = shoulder_frame[sh];
+        // G = Rz(t2) Tz(d2) Tx(a3) Rz(t3) Tz(d3) Tx(a4) Rz(t4) Tz(d4)
+        Aff G = aff_mul(A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
+        float t3abs;
+        if (!acos_slack((G.p[0] * G.p[0] + G.p[1] * G.p[1] - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs)) {
+            // With the wrist straight, joint 6 kept at its reference moves the elbow target by
+            // up to d5 times the difference; with the elbow straight too that can leave the
+            // arm's reach. Joint 6 from the (tiny) wrist direction then still fits.
+            if (pt.th[5] == pt.t6_raw) continue;
+            pt.th[5] = pt.t6_raw;
+            pt.dist[5] = nearest_joint(ref[5], pt.th[5], kLimitWidening, lim_min[5], lim_max[5]);
+            G = aff_mul(A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
+            if (!acos_slack((G.p[0] * G.p[0] + G.p[1] * G.p[1] - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs))
+                continue;
+        }
+        const float x = G.p[0], y = G.p[1];
+        const float t234 = atan2_f(G.r[1][0], G.r[0][0]);
+        // G was built with joints 5 and 6 as solved; their turn shifts do not change it.
+        for (int el = 0; el < 2; ++el) {
+            const float t3 = el == 0 ? t3abs : -t3abs;
+            float s3, c3;
+            sincos_f(t3, s3, c3);
+            const float k = atan2_f(a4 * s3, a3 + a4 * c3);
+            float th[kMaxJoints], dist[6];
+            std::copy(pt.th, pt.th + kMaxJoints, th);
+            std::copy(pt.dist, pt.dist + 6, dist);
+            th[1] = atan2_or(y, x, ref[1] + k) - k;
+            th[2] = t3;
+            th[3] = t234 - th[1] - t3;
+            for (int i = 1; i < 4; ++i)
+                dist[i] = nearest_joint(ref[i], th[i], kLimitWidening, lim_min[i], lim_max[i]);
+            float total = 0;
+            for (int i = 0; i < 6; ++i) total += dist[i];
+            const int index = (order[o] / 2) * 4 + el * 2 + (order[o] % 2);
+            if (!(total < 1e6f)) continue;
+            if (total < best_total || (total == best_total && index < best_index)) {
+                best_total = total;
+                best_index = index;
+                std::copy(th, th + 6, best);
+            }
+        }
+    }
+    return best_index < kBranches;
 }
 
 }  // namespace
 
 float find_nearest_joint(float ref, float &candidate, float margin, float lower, float upper) {
-    constexpr float kShift[5] = {-12.566371f, -6.2831855f, 0.0f, 6.2831855f, 12.566371f};
-    float best = 1e6f, chosen = candidate;
-    bool found = false;
-    for (float sh : kShift) {
-        const float v = candidate + sh;
-        if (v < lower - margin || v > upper + margin) continue;
-        const float dist = std::fabs(v - ref);
-        if (!found || dist < best) {
-            best = dist;
-            chosen = v;
-            found = true;
-        }
-    }
-    if (!found) return 1e6f;
-    candidate = chosen;
-    return best;
+    return nearest_joint(ref, candidate, margin, lower, upper);
 }
 
 int find_min_index(const float values[], int count) {
@@ -259,56 +414,24 @@ int inverse_kinematics_6dof(const State &s, const Aff &flange, const float ref_j
     const float turns = std::trunc(ref[5] / kTwoPiF) * kTwoPiF;
     ref[5] -= turns;
 
-    Candidate cand[kBranches];
-    if (fam == Family::Lux6)
-        solve_parallel(c, flange, ref, cand);
-    else
-        solve_spherical(c, flange, ref, cand);
-
-    float best[6] = {};
+    float best[kMaxJoints] = {};
     bool chosen = false;
     if (fam == Family::Lux6) {
-        float dist[kBranches];
-        for (int b = 0; b < kBranches; ++b) {
-            dist[b] = 1e6f;
-            if (!cand[b].valid) continue;
-            float total = 0;
-            for (int i = 0; i < 6; ++i)
-                total += find_nearest_joint(ref[i], cand[b].theta[i], kLimitWidening, lim_min[i],
-                                            lim_max[i]);
-            if (std::isfinite(total)) dist[b] = total;
-        }
-        const int b = find_min_index(dist, kBranches);
-        if (dist[b] < 1e6f) {
-            for (int i = 0; i < 6; ++i) best[i] = cand[b].theta[i];
+        if (select_parallel(c, flange, ref, lim_min, lim_max, best)) {
             // The chosen branch must reproduce the target (rounding near singular poses can
             // leave a branch that does not).
-            const Frame<float> f = chain_fk<float>(c, best);
+            float q[kMaxJoints] = {};
+            for (int i = 0; i < 6; ++i) q[i] = best[i] - c.offset[i];
+            const ky_matrix f = fk_flange(s, q);
             float err = 0;
             for (int k = 0; k < 3; ++k) {
-                err += std::fabs(f.p[k] - flange.p[k]);
-                for (int j = 0; j < 3; ++j) err += std::fabs(f.r[k][j] - flange.r[k][j]);
+                err += std::fabs(f.data[k][3] - flange.p[k]);
+                for (int j = 0; j < 3; ++j) err += std::fabs(f.data[k][j] - flange.r[k][j]);
             }
             chosen = err < 1e-2f;
         }
     } else {
-        float best_score = 1000.0f;
-        for (int b = 0; b < kBranches; ++b) {
-            if (!cand[b].valid) continue;
-            float th[6], score = 0;
-            bool inside = true;
-            for (int i = 0; i < 6; ++i) {
-                th[i] = near_turn(cand[b].theta[i], ref[i]);
-                if (!(th[i] >= lim_min[i] - kLimitWidening && th[i] <= lim_max[i] + kLimitWidening))
-                    inside = false;
-                const float dq = th[i] - ref[i];
-                score += (i < 3 ? 2.4f : 1.0f) * dq * dq;
-            }
-            if (!inside || !(score < best_score)) continue;
-            best_score = score;
-            for (int i = 0; i < 6; ++i) best[i] = th[i];
-        }
-        chosen = std::fabs(best_score - 1000.0f) > 1e-6f;
+        chosen = select_spherical(c, flange, ref, lim_min, lim_max, best);
         // Near the wrist singularity, split the combined wrist rotation so that joints 4
         // and 6 keep the references' difference instead of swinging apart.
         const bool avoidance = fam != Family::Kyl6c3 && s.avoid_singularity == 1;

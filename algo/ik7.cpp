@@ -158,7 +158,7 @@ int inverse_kinematics_7dof(const State &s, const Aff &flange, const float ref_j
             q[i] = std::clamp(q[i], solver.lo[i], solver.hi[i]);
         }
         if (!solver.run(q)) continue;
-        float qf[kMaxJoints];
+        float qf[kMaxJoints] = {};
         for (int i = 0; i < n; ++i) qf[i] = static_cast<float>(q[i]);
         if (!verify(c, flange, qf)) continue;
         for (int i = 0; i < n; ++i) out[i] = qf[i] - c.offset[i];

@@ -57,9 +57,9 @@ inline ky_matrix matrix_from(const Aff &a) {
 
 // Brings `angle` within pi of `ref` by whole turns.
 inline float near_turn(float angle, float ref) {
-    while (angle - ref > kPiF) angle -= kTwoPiF;
-    while (angle - ref < -kPiF) angle += kTwoPiF;
-    return angle;
+    const float d = angle - ref;
+    const float turns = (d * 0.15915494f + 12582912.0f) - 12582912.0f;  // nearest integer
+    return angle - turns * kTwoPiF;
 }
 
 // Closed-form solver of the 6-joint families. `flange` is the target flange transform in the

@@ -1061,7 +1061,8 @@ KY_API void ky_algo_get_joint_max_acc(float joint[7]);
  *  copies). An unknown handle leaves the state as it was and logs the warning
  *  "The robotic arm is not connected!"; a null handle is silently ignored. */
 KY_API void ky_algo_arm_state_set(ky_robot_handle *robot_handle);
-/** -1 if any joint of the arm (degrees) lies outside [minimum, maximum] limit, else 0. */
+/** -1 if any joint of the arm (degrees) lies outside [minimum, maximum] limit (or the array
+ *  is null), else 0. */
 KY_API int ky_algo_judgment_overpos(const float joint[7]);
 /** Tool pose for `joint` (degrees), expressed in the work frame: installation, tool and
  *  work frame applied. With a handle the arm's settings are loaded first; a null handle

@@ -4,10 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <atomic>
 #include <cstring>
+#include <thread>
+#include <vector>
 
 #include "algo/api_internal.h"
 #include "algo/state.h"
+#include "kdl_support.h"
 #include "support/fake_controller.h"
 #include "support/test_util.h"
 
@@ -340,6 +344,52 @@ TEST(ArmGlue, LoadsTheConnectedArmsSettings) {
     ky_algo_arm_state_set(nullptr);
     EXPECT_FALSE(log.contains("not connected"));
     ky_delete_robot_arm(robot);
+}
+
+}  // namespace
+
+namespace {
+
+// Several host threads using the algorithm functions at once: every call sees a whole
+// state (the rewriting thread stores the same settings again and again, so any torn read
+// would show as a different pose), and ThreadSanitizer sees the calls serialised.
+TEST(AlgoApiConcurrency, CallsFromSeveralThreadsAreSerialised) {
+    ASSERT_EQ(ky_algo_init_sys_data(0, 0), 0);
+    const ky_frame tool = frame("tcp", pose(0.01f, 0.0f, 0.12f, 0.0f, 0.3f, 0.0f));
+    ky_algo_set_toolframe(&tool);
+    const float q[7] = {10, -20, 30, -40, 50, -60, 0};
+    const ky_pose want = ky_algo_forward_kinematics(nullptr, q);
+    std::atomic<int> bad{0};
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+        const float max_deg[7] = {178, 130, 135, 178, 128, 360, 0};
+        while (!stop) {
+            ky_algo_set_toolframe(&tool);
+            ky_algo_set_joint_max_limit(max_deg);
+            ky_algo_set_angle(0, 0, 0);
+        }
+    });
+    std::vector<std::thread> users;
+    for (int t = 0; t < 3; ++t) {
+        users.emplace_back([&, t] {
+            for (int n = 0; n < kytest::samples(300); ++n) {
+                const ky_pose got = ky_algo_forward_kinematics(nullptr, q);
+                if (std::memcmp(&got, &want, sizeof got) != 0) ++bad;
+                ky_inverse_kinematics_params p{};
+                for (int i = 0; i < 6; ++i) p.current_joints[i] = q[i] + 0.3f * (t + 1);
+                p.target_pose = want;
+                p.flag = 1;
+                float out[7];
+                if (ky_algo_inverse_kinematics(nullptr, &p, out) != 0) ++bad;
+                for (int i = 0; i < 6; ++i)
+                    if (std::fabs(out[i] - q[i]) > 0.01f) ++bad;
+            }
+        });
+    }
+    for (auto &u : users) u.join();
+    stop = true;
+    writer.join();
+    EXPECT_EQ(bad.load(), 0);
 }
 
 }  // namespace

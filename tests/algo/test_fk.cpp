@@ -44,13 +44,21 @@ TEST_P(FkAgainstKdl, FlangeAndWorldPoseMatch) {
         if (n % 10 == 0) {
             ky_matrix world;
             const ky_pose p = fk_world(s, q, &world);
-            kytest::frame_error(kytest::to_kdl(world), kdl_install * ref * kdl_tool, pos, rot);
+            const KDL::Frame ref_world = kdl_install * ref * kdl_tool;
+            kytest::frame_error(kytest::to_kdl(world), ref_world, pos, rot);
             worst_pos = std::max(worst_pos, pos);
             worst_rot = std::max(worst_rot, rot);
             // The pose's two orientation forms describe the same rotation as the transform.
-            kytest::frame_error(kytest::to_kdl(pose_quat_to_transformation_matrix(p)),
-                                kytest::to_kdl(pose_euler_to_transformation_matrix(p)), pos, rot);
+            // Near a quarter turn in ry the Euler form loses single precision (and within
+            // 1e-6 deliberately folds rz into rx), so those poses are compared by quaternion.
+            kytest::frame_error(kytest::to_kdl(pose_quat_to_transformation_matrix(p)), ref_world,
+                                pos, rot);
             EXPECT_LT(rot, 1e-5);
+            if (std::fabs(world.data[2][0]) < 0.999f) {
+                kytest::frame_error(kytest::to_kdl(pose_euler_to_transformation_matrix(p)),
+                                    ref_world, pos, rot);
+                EXPECT_LT(rot, 1e-5);
+            }
         }
     }
     EXPECT_LT(worst_pos, 1e-5) << "type " << mc.type << " sensor " << mc.sensor;
