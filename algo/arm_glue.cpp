@@ -13,15 +13,11 @@ namespace {
 
 void arm_state_set_unlocked(ky_robot_handle *robot_handle) {
     if (!robot_handle) return;
+    // A copy of the cached record, taken under the record lock that its writers hold too.
     ky_robot_handle arm;
-    {
-        ky::ReadLock lock;
-        ky_handle *h = ky_get_ky_handle_by_robot_handle(robot_handle);
-        if (!h) {
-            ky_log_warn("The robotic arm is not connected!\n");
-            return;
-        }
-        arm = h->robot;
+    if (ky::with_robot(robot_handle, nullptr, [&](ky_handle &h) { arm = h.robot; }) != 0) {
+        ky_log_warn("The robotic arm is not connected!");
+        return;
     }
     init_sys_data_unlocked(static_cast<uint32_t>(arm.model), static_cast<uint32_t>(arm.force_type));
     set_angle_unlocked(arm.install_x, arm.install_y, arm.install_z);
