@@ -33,6 +33,7 @@ int take_locked(ky_fifo *fifo, const char *key, char *out, int out_len) {
             return -1;
         }
         if (std::strcmp(slot.key, key) == 0) {
+            // The copy is bounded by the caller's buffer; the stored length is returned.
             int length = static_cast<int>(slot.length);
             if (out != nullptr && out_len > 0) {
                 size_t n = strnlen(slot.text, sizeof slot.text);
@@ -149,6 +150,8 @@ void add_str_to_fifo(ky_handle *handle, const char *line, int length) {
 
     lock.lock();
     ky_fifo_slot &slot = fifo->slots[store_at];
+    // Key and text are cut to their fields (53 and 10239 characters) and always terminated,
+    // so an over-long line or key never overflows a slot; a cut line fails to parse later.
     if (key != nullptr) {
         std::memset(slot.key, 0, sizeof slot.key);
         std::strncpy(slot.key, key, sizeof slot.key - 1);
