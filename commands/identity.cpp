@@ -1,5 +1,6 @@
 // Arm identity: software information (model, joint count, force sensor), initial and
 // installation pose, joint and tool firmware versions.
+#include <cstddef>
 #include <cstring>
 
 #include "core/exchange.h"
@@ -26,13 +27,28 @@ struct ForceRow {
 };
 constexpr ForceRow kForceTypes[] = {{"-B", 0}, {"-ZF", 1}, {"-6F", 2}};
 
-// Copies string member `key` of `obj` into a field of `room` bytes, at most `chars` characters.
-bool copy_member(const cJSON *obj, const char *key, char *field, size_t room, size_t chars) {
-    const char *v = MIO_JSON_GetObjectItemString(obj, key);
-    if (v == nullptr) return false;
-    ky::copy_chars(field, room, v, chars);
-    return true;
-}
+// The text fields of the software information, in the order they are read: where each value
+// stands in the reply, how many characters of it are kept, and the label of its log lines.
+struct InfoField {
+    const char *present_if;  // read only when this block exists (null: always)
+    const char *block;       // object holding the value (null: the reply itself)
+    const char *key;
+    size_t offset, room, chars;
+    const char *label;
+};
+#define KY_INFO_FIELD(member, chars) offsetof(ky_arm_software_info, member), sizeof(ky_arm_software_info::member), chars
+// The planner's version and build time are read from the control information; the planner
+// block only has to be present.
+constexpr InfoField kInfoFields[] = {
+    {nullptr, nullptr, "Product_version", KY_INFO_FIELD(product_version, 10), "Product version"},
+    {nullptr, "algorithm_info", "version", KY_INFO_FIELD(algorithm_info, 20), "Algorithm version"},
+    {nullptr, "ctrl_info", "version", KY_INFO_FIELD(ctrl_version, 8), "Ctrl version"},
+    {nullptr, "ctrl_info", "build_time", KY_INFO_FIELD(ctrl_build_time, 20), "Ctrl build Time"},
+    {"dynamic_info", "dynamic_info", "model_version", KY_INFO_FIELD(dynamic_info, 5), "Dynamic model version"},
+    {"plan_info", "ctrl_info", "version", KY_INFO_FIELD(plan_version, 8), "Plan version"},
+    {"plan_info", "ctrl_info", "build_time", KY_INFO_FIELD(plan_build_time, 18), "Plan build Time"},
+};
+#undef KY_INFO_FIELD
 
 int parse_ky_get_arm_software_info(const char *text, ky_arm_software_info *info) {
     ky::JsonDoc doc(text);
@@ -40,56 +56,17 @@ int parse_ky_get_arm_software_info(const char *text, ky_arm_software_info *info)
         ky_log_error("[ky_get_arm_software_info] Arm software info parse err\n");
         return -1;
     }
-    char field[24];
-    if (!copy_member(doc.root, "Product_version", info->product_version, sizeof info->product_version, 10)) {
-        ky_log_error("[ky_get_arm_software_info] Product version parse err\n");
-        return -1;
-    }
-    ky::copy_chars(field, sizeof field, info->product_version, 10);
-    ky_log_info("[ky_get_arm_software_info] Product version: %s\n", field);
-
-    const cJSON *algo = MIO_JSON_GetObjectItem(doc.root, "algorithm_info");
-    if (!copy_member(algo, "version", info->algorithm_info, sizeof info->algorithm_info, 20)) {
-        ky_log_error("[ky_get_arm_software_info] Algorithm version parse err\n");
-        return -1;
-    }
-    ky::copy_chars(field, sizeof field, info->algorithm_info, 20);
-    ky_log_info("[ky_get_arm_software_info] Algorithm version: %s\n", field);
-
-    const cJSON *ctrl = MIO_JSON_GetObjectItem(doc.root, "ctrl_info");
-    if (!copy_member(ctrl, "version", info->ctrl_version, sizeof info->ctrl_version, 8)) {
-        ky_log_error("[ky_get_arm_software_info] Ctrl version parse err\n");
-        return -1;
-    }
-    ky_log_info("[ky_get_arm_software_info] Ctrl version: %s\n", info->ctrl_version);
-    if (!copy_member(ctrl, "build_time", info->ctrl_build_time, sizeof info->ctrl_build_time, 20)) {
-        ky_log_error("[ky_get_arm_software_info] Ctrl build Time parse err\n");
-        return -1;
-    }
-    ky::copy_chars(field, sizeof field, info->ctrl_build_time, 20);
-    ky_log_info("[ky_get_arm_software_info] Ctrl build Time: %s\n", field);
-
-    if (const cJSON *dyn = MIO_JSON_GetObjectItem(doc.root, "dynamic_info")) {
-        if (!copy_member(dyn, "model_version", info->dynamic_info, sizeof info->dynamic_info, 5)) {
-            ky_log_error("[ky_get_arm_software_info] Dynamic model version parse err\n");
+    for (const InfoField &f : kInfoFields) {
+        if (f.present_if != nullptr && MIO_JSON_GetObjectItem(doc.root, f.present_if) == nullptr) continue;
+        const cJSON *obj = f.block ? MIO_JSON_GetObjectItem(doc.root, f.block) : doc.root;
+        const char *value = MIO_JSON_GetObjectItemString(obj, f.key);
+        if (value == nullptr) {
+            ky_log_error("[ky_get_arm_software_info] %s parse err\n", f.label);
             return -1;
         }
-        ky::copy_chars(field, sizeof field, info->dynamic_info, 5);
-        ky_log_info("[ky_get_arm_software_info] Dynamic model version: %s\n", field);
-    }
-    // The planner's version and build time are read from the control information; the
-    // planner block only has to be present.
-    if (MIO_JSON_GetObjectItem(doc.root, "plan_info") != nullptr) {
-        if (!copy_member(ctrl, "version", info->plan_version, sizeof info->plan_version, 8)) {
-            ky_log_error("[ky_get_arm_software_info] Plan version parse err\n");
-            return -1;
-        }
-        ky_log_info("[ky_get_arm_software_info] Plan version: %s\n", info->plan_version);
-        if (!copy_member(ctrl, "build_time", info->plan_build_time, sizeof info->plan_build_time, 18)) {
-            ky_log_error("[ky_get_arm_software_info] Plan build Time parse err\n");
-            return -1;
-        }
-        ky_log_info("[ky_get_arm_software_info] Plan build Time: %s\n", info->plan_build_time);
+        char *field = reinterpret_cast<char *>(info) + f.offset;
+        ky::copy_chars(field, f.room, value, f.chars);
+        ky_log_info("[ky_get_arm_software_info] %s: %.*s\n", f.label, static_cast<int>(f.room), field);
     }
     return 0;
 }
