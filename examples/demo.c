@@ -23,6 +23,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -153,6 +154,7 @@ static pid_t start_simulator(const char *path, int push_port, int *tcp_port) {
     if (pid == 0) {
         char port_text[16];
         snprintf(port_text, sizeof port_text, "%d", push_port);
+        prctl(PR_SET_PDEATHSIG, SIGTERM);  /* the simulator ends with the demo, whatever happens */
         dup2(fds[1], STDOUT_FILENO);
         close(fds[0]);
         close(fds[1]);
