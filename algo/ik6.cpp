@@ -39,6 +39,26 @@ float atan2_or(float y, float x, float ref) {
     return atan2_f(y, x);
 }
 
+// atan2_f(y, x) and atan2_f(y, -x) at once, each bit for bit as atan2_f gives it: the two
+// share the reduced ratio and its polynomial, and differ only in the quadrant step.
+inline void atan2_pair(float y, float x, float &pos, float &neg) {
+    const float ax = std::fabs(x), ay = std::fabs(y);
+    const bool steep = ay > ax;
+    const float mx = steep ? ay : ax, mn = steep ? ax : ay;
+    const float a0 = mn / (mx == 0.0f ? 1.0f : mx);
+    const bool upper = a0 > 0.41421356f;
+    const float a = upper ? (a0 - 1.0f) / (a0 + 1.0f) : a0;
+    const float z = a * a;
+    float r = (upper ? 0.78539816f : 0.0f) +
+              ((((8.05374449538e-2f * z - 1.38776856032e-1f) * z + 1.99777106478e-1f) * z -
+                3.33329491539e-1f) * z * a + a);
+    r = steep ? 1.57079633f - r : r;
+    const float left = 3.14159265f - r;
+    const float rp = x < 0 ? left : r, rn = -x < 0 ? left : r;
+    pos = y < 0 ? -rp : rp;
+    neg = y < 0 ? -rn : rn;
+}
+
 // find_nearest_joint, inlined into the solver.
 inline float nearest_joint(float ref, float &candidate, float margin, float lower, float upper) {
     // The turn nearest the reference, when it is inside the range and clearly nearest, is
@@ -139,6 +159,32 @@ bool shoulder(float px, float py, float y0, bool positive, float ref, float &t1)
     const float r = positive ? std::sqrt(disc) : -std::sqrt(disc);
     t1 = atan2_f(py, px) - atan2_f(y0, r);
     return true;
+}
+
+// Joint 1 of both shoulders (the positive root first), as shoulder() gives them one at a
+// time: the two share the wrist point's bearing and the root, and their offset angles
+// differ only in the quadrant of the root's sign.
+void shoulders(float px, float py, float y0, float ref, float t1[2], bool ok[2]) {
+    if (std::fabs(px) < kTiny && std::fabs(py) < kTiny && std::fabs(y0) < kTiny) {
+        t1[0] = t1[1] = ref;  // wrist point on the first axis
+        ok[0] = ok[1] = true;
+        return;
+    }
+    float disc = px * px + py * py - y0 * y0;
+    if (disc < 0) {
+        if (disc < -(kAcosSlack - 1.0f) * y0 * y0) {
+            ok[0] = ok[1] = false;
+            return;
+        }
+        disc = 0;
+    }
+    const float r = std::sqrt(disc);
+    const float bearing = atan2_f(py, px);
+    float off_pos, off_neg;
+    atan2_pair(y0, r, off_pos, off_neg);
+    t1[0] = bearing - off_pos;
+    t1[1] = bearing - off_neg;
+    ok[0] = ok[1] = true;
 }
 
 // Widened-limit filter and weighted distance of one candidate (DH angles brought within
@@ -271,10 +317,23 @@ bool select_spherical(const Chain &c, const Aff &F, const float ref[], const flo
 // LUX6: joints 2, 3 and 4 parallel. Joint 1 from the point before the last link, joints 5
 // and 6 from the direction of the parallel axes, then a planar two-link problem. Each joint
 // of a branch is brought to its nearest turn within the widened limits; the branch with the
-// smallest summed distance wins (the lowest index, sh*4 + el*2 + wr, on ties). As with the
-// spherical wrist, a shoulder/wrist pair whose three known distances already exceed the
-// best total is not completed.
-bool select_parallel(const Chain &c, const Aff &F, const float ref[], const float lim_min[],
+// smallest summed distance wins (the lowest index, sh*4 + el*2 + wr, on ties).
+//
+// A branch is skipped when a partial sum of its distances already exceeds the best total by
+// more than the rounding of the sums (the 1e-6 slack): a shoulder/wrist pair by joints 1, 5
+// and 6, an elbow by those and joint 3, and, when the order is free (below), a whole
+// shoulder by joint 1 alone. The nearer pair and elbow go first, so that with a reference
+// near the target the others are usually skipped.
+//
+// The winner is the minimum of (total, index) over the branches that are not skipped. When
+// no skipped branch could have won, that is the minimum over all of them, and the order in
+// which they are tried does not matter. It could only matter when joint 6 is undetermined
+// (wrist straight) and its reference lies beyond the widened limits: the reference then
+// stands for joint 6 at a distance of whole turns, and the fallback to the wrist direction
+// (below) can come out nearer than that. In that case the pairs are tried strictly in the
+// order of their partial sums (the lower index first on ties), all four of them computed
+// before any is completed, and the skips are those that this order makes.
+[[gnu::flatten]] bool select_parallel(const Chain &c, const Aff &F, const float ref[], const float lim_min[],
                      const float lim_max[], float best[]) {
     const float z6[3] = {F.r[0][2], F.r[1][2], F.r[2][2]};
     const float px = F.p[0] - c.d[5] * z6[0];
@@ -285,22 +344,32 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
     // (Rx(alpha2) Tx(a2))^-1 = Tx(-a2) Rx(-alpha2)
     const Aff pre_inv{{{1, 0, 0}, {0, c.ca[1], c.sa[1]}, {0, -c.sa[1], c.ca[1]}}, {-c.a[1], 0, 0}};
 
+    float best_total = 1e6f;
+    int best_index = kBranches;
+    // A partial sum above this cannot reach the best total.
+    auto beyond_best = [&](float partial) { return partial > best_total * 1.000001f + 1e-6f; };
+
+    // Joint 1 of both shoulders, and its distance (shared by the shoulder's branches).
+    float t1[2], th0[2], dist0[2];
+    bool sh_ok[2];
+    shoulders(px, py, y0, ref[0], t1, sh_ok);
+    for (int sh = 0; sh < 2; ++sh) {
+        if (!sh_ok[sh]) continue;
+        th0[sh] = t1[sh];
+        dist0[sh] = nearest_joint(ref[0], th0[sh], kLimitWidening, lim_min[0], lim_max[0]);
+    }
+
     struct Part {
-        bool ok = false;
         float th[kMaxJoints];
         float dist[6];
         float partial;
-        float t1_dh;   // joint 1 as solved, before its turn shift
         float t6_raw;  // joint 6 from the wrist direction even when it is ill-determined
-    } parts[4];
-    // (T01 Rx(alpha2) Tx(a2))^-1 F per shoulder, computed when a branch of it is completed.
-    Aff shoulder_frame[2];
-    bool have_frame[2] = {false, false};
-    for (int sh = 0; sh < 2; ++sh) {
-        float t1;
-        if (!shoulder(px, py, y0, sh == 0, ref[0], t1)) continue;
+    } parts[4] = {};
+    bool part_ok[4] = {false, false, false, false};
+    // Joints 5 and 6 of both wrists of a shoulder.
+    auto wrists = [&](int sh) {
         float s1, c1;
-        sincos_f(t1, s1, c1);
+        sincos_f(t1[sh], s1, c1);
         // Direction of the parallel axes in the base, and its components in the flange frame.
         const float n0 = sa2 * s1, n1 = -sa2 * c1;
         const float c5 = -(n0 * z6[0] + n1 * z6[1]) * sa5 * sa6;
@@ -314,32 +383,30 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
         const bool t6_kept = std::fabs(n6x) < kTiny && std::fabs(n6y) < kTiny;
         for (int wr = 0; wr < 2; ++wr) {
             Part &pt = parts[sh * 2 + wr];
-            pt.ok = true;
-            pt.th[0] = t1;
-            pt.t1_dh = t1;
+            part_ok[sh * 2 + wr] = true;
+            pt.th[0] = th0[sh];
+            pt.dist[0] = dist0[sh];
             pt.th[4] = wr == 0 ? t5 : -t5;
             pt.t6_raw = wr == 0 ? t6_raw : t6_raw + kPiF;
             pt.th[5] = t6_kept ? ref[5] : pt.t6_raw;
-            pt.partial = 0;
-            for (int i : {0, 4, 5}) {
+            pt.partial = dist0[sh];
+            for (int i : {4, 5}) {
                 pt.dist[i] = nearest_joint(ref[i], pt.th[i], kLimitWidening, lim_min[i], lim_max[i]);
                 pt.partial += pt.dist[i];
             }
         }
-    }
-    int order[4] = {0, 1, 2, 3};
-    for (int i = 1; i < 4; ++i)
-        for (int j = i; j > 0 && parts[order[j]].partial < parts[order[j - 1]].partial; --j)
-            std::swap(order[j], order[j - 1]);
+    };
 
-    float best_total = 1e6f;
-    int best_index = kBranches;
-    for (int o = 0; o < 4; ++o) {
-        Part &pt = parts[order[o]];
-        if (!pt.ok || pt.partial >= 1e6f || pt.partial > best_total * 1.000001f + 1e-6f) continue;
-        const int sh = order[o] / 2;
+    // (T01 Rx(alpha2) Tx(a2))^-1 F per shoulder, computed when a branch of it is completed.
+    Aff shoulder_frame[2];
+    bool have_frame[2] = {false, false};
+    // Joints 2 to 4 of both elbows of one shoulder/wrist pair.
+    auto complete = [&](int p) {
+        Part &pt = parts[p];
+        if (!part_ok[p] || pt.partial >= 1e6f || beyond_best(pt.partial)) return;
+        const int sh = p / 2, wr = p % 2;
         if (!have_frame[sh]) {
-            shoulder_frame[sh] = aff_mul(pre_inv, aff_mul(aff_inv(link(c, 0, pt.t1_dh)), F));
+            shoulder_frame[sh] = aff_mul(pre_inv, aff_mul(aff_inv(link(c, 0, t1[sh])), F));
             have_frame[sh] = true;
         }
         const Aff &A = shoulder_frame[sh];
@@ -350,17 +417,25 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
             // With the wrist straight, joint 6 kept at its reference moves the elbow target by
             // up to d5 times the difference; with the elbow straight too that can leave the
             // arm's reach. Joint 6 from the (tiny) wrist direction then still fits.
-            if (pt.th[5] == pt.t6_raw) continue;
+            if (pt.th[5] == pt.t6_raw) return;
             pt.th[5] = pt.t6_raw;
             pt.dist[5] = nearest_joint(ref[5], pt.th[5], kLimitWidening, lim_min[5], lim_max[5]);
             G = aff_mul(A, aff_inv(aff_mul(link(c, 4, pt.th[4]), link(c, 5, pt.th[5]))));
             if (!acos_slack((G.p[0] * G.p[0] + G.p[1] * G.p[1] - a3 * a3 - a4 * a4) / (2 * a3 * a4), t3abs))
-                continue;
+                return;
         }
         const float x = G.p[0], y = G.p[1];
         const float t234 = atan2_f(G.r[1][0], G.r[0][0]);
         // G was built with joints 5 and 6 as solved; their turn shifts do not change it.
-        for (int el = 0; el < 2; ++el) {
+        // Joints 1, 5 and 6 as they now stand (joint 6 may have changed above).
+        const float known = (pt.dist[0] + pt.dist[4]) + pt.dist[5];
+        float th2[2] = {t3abs, -t3abs}, dist2[2];
+        for (int el = 0; el < 2; ++el)
+            dist2[el] = nearest_joint(ref[2], th2[el], kLimitWidening, lim_min[2], lim_max[2]);
+        const int first_el = dist2[1] < dist2[0] ? 1 : 0;
+        for (int eo = 0; eo < 2; ++eo) {
+            const int el = eo == 0 ? first_el : 1 - first_el;
+            if (beyond_best(known + dist2[el])) continue;
             const float t3 = el == 0 ? t3abs : -t3abs;
             float s3, c3;
             sincos_f(t3, s3, c3);
@@ -369,13 +444,14 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
             std::copy(pt.th, pt.th + kMaxJoints, th);
             std::copy(pt.dist, pt.dist + 6, dist);
             th[1] = atan2_or(y, x, ref[1] + k) - k;
-            th[2] = t3;
+            th[2] = th2[el];
+            dist[2] = dist2[el];
             th[3] = t234 - th[1] - t3;
-            for (int i = 1; i < 4; ++i)
+            for (int i : {1, 3})
                 dist[i] = nearest_joint(ref[i], th[i], kLimitWidening, lim_min[i], lim_max[i]);
             float total = 0;
             for (int i = 0; i < 6; ++i) total += dist[i];
-            const int index = (order[o] / 2) * 4 + el * 2 + (order[o] % 2);
+            const int index = sh * 4 + el * 2 + wr;
             if (!(total < 1e6f)) continue;
             if (total < best_total || (total == best_total && index < best_index)) {
                 best_total = total;
@@ -383,6 +459,28 @@ bool select_parallel(const Chain &c, const Aff &F, const float ref[], const floa
                 std::copy(th, th + 6, best);
             }
         }
+    };
+
+    float kept = ref[5];
+    const bool order_free = nearest_joint(ref[5], kept, kLimitWidening, lim_min[5], lim_max[5]) == 0.0f;
+    if (order_free) {
+        const int first_sh = (sh_ok[1] && (!sh_ok[0] || dist0[1] < dist0[0])) ? 1 : 0;
+        for (int so = 0; so < 2; ++so) {
+            const int sh = so == 0 ? first_sh : 1 - first_sh;
+            if (!sh_ok[sh] || dist0[sh] >= 1e6f || beyond_best(dist0[sh])) continue;
+            wrists(sh);
+            const int first_wr = parts[sh * 2 + 1].partial < parts[sh * 2].partial ? 1 : 0;
+            complete(sh * 2 + first_wr);
+            complete(sh * 2 + 1 - first_wr);
+        }
+    } else {
+        for (int sh = 0; sh < 2; ++sh)
+            if (sh_ok[sh]) wrists(sh);
+        int order[4] = {0, 1, 2, 3};
+        for (int i = 1; i < 4; ++i)
+            for (int j = i; j > 0 && parts[order[j]].partial < parts[order[j - 1]].partial; --j)
+                std::swap(order[j], order[j - 1]);
+        for (int o = 0; o < 4; ++o) complete(order[o]);
     }
     return best_index < kBranches;
 }
