@@ -333,8 +333,9 @@ bool select_spherical(const Chain &c, const Aff &F, const float ref[], const flo
 // (below) can come out nearer than that. In that case the pairs are tried strictly in the
 // order of their partial sums (the lower index first on ties), all four of them computed
 // before any is completed, and the skips are those that this order makes.
-[[gnu::flatten]] bool select_parallel(const Chain &c, const Aff &F, const float ref[], const float lim_min[],
-                     const float lim_max[], float best[]) {
+// (Flattened: the helpers inline, and the parts of a transform that are not read drop out.)
+[[gnu::flatten]] bool select_parallel(const Chain &c, const Aff &F, const float ref[],
+                                      const float lim_min[], const float lim_max[], float best[]) {
     const float z6[3] = {F.r[0][2], F.r[1][2], F.r[2][2]};
     const float px = F.p[0] - c.d[5] * z6[0];
     const float py = F.p[1] - c.d[5] * z6[1];
@@ -461,8 +462,11 @@ bool select_spherical(const Chain &c, const Aff &F, const float ref[], const flo
         }
     };
 
+    // Joint 6 kept at its reference is at distance 0 exactly when the reference lies within
+    // the widened limits; the fallback to the wrist direction can then only add distance.
     float kept = ref[5];
-    const bool order_free = nearest_joint(ref[5], kept, kLimitWidening, lim_min[5], lim_max[5]) == 0.0f;
+    const bool order_free =
+        nearest_joint(ref[5], kept, kLimitWidening, lim_min[5], lim_max[5]) == 0.0f;
     if (order_free) {
         const int first_sh = (sh_ok[1] && (!sh_ok[0] || dist0[1] < dist0[0])) ? 1 : 0;
         for (int so = 0; so < 2; ++so) {
@@ -474,6 +478,7 @@ bool select_spherical(const Chain &c, const Aff &F, const float ref[], const flo
             complete(sh * 2 + 1 - first_wr);
         }
     } else {
+        // Both shoulders fail or succeed together (the same discriminant).
         for (int sh = 0; sh < 2; ++sh)
             if (sh_ok[sh]) wrists(sh);
         int order[4] = {0, 1, 2, 3};
