@@ -23,10 +23,10 @@ inline void sincos_f(float x, float &s, float &c) {
 }
 
 
-// atan2 in single precision (relative error about 2e-7): reduce to a ratio in [0, 1], then
-// to [-0.4142, 0.4142] by the quarter-turn identity, and a short odd polynomial. Returns 0
-// for (0, 0); -0.0 for y counts as +0 (the solvers treat +pi and -pi alike).
-inline float atan2_f(float y, float x) {
+// Angle of (|x|, |y|) in [0, pi/2] in single precision (relative error about 2e-7): reduce
+// to a ratio in [0, 1], then to [-0.4142, 0.4142] by the quarter-turn identity, and a short
+// odd polynomial. Returns 0 for (0, 0).
+inline float atan2_first_quadrant(float y, float x) {
     // Written with selects rather than branches: the quadrant of a solver's angle is data,
     // and mispredicted branches would cost more than the arithmetic.
     const float ax = std::fabs(x), ay = std::fabs(y);
@@ -36,10 +36,16 @@ inline float atan2_f(float y, float x) {
     const bool upper = a0 > 0.41421356f;
     const float a = upper ? (a0 - 1.0f) / (a0 + 1.0f) : a0;
     const float z = a * a;
-    float r = (upper ? 0.78539816f : 0.0f) +
-              ((((8.05374449538e-2f * z - 1.38776856032e-1f) * z + 1.99777106478e-1f) * z -
-                3.33329491539e-1f) * z * a + a);
-    r = steep ? 1.57079633f - r : r;
+    const float r = (upper ? 0.78539816f : 0.0f) +
+                    ((((8.05374449538e-2f * z - 1.38776856032e-1f) * z + 1.99777106478e-1f) * z -
+                      3.33329491539e-1f) * z * a + a);
+    return steep ? 1.57079633f - r : r;
+}
+
+// atan2 in single precision, from the first-quadrant angle by the signs of x and y. Returns
+// 0 for (0, 0); -0.0 for y counts as +0 (the solvers treat +pi and -pi alike).
+inline float atan2_f(float y, float x) {
+    float r = atan2_first_quadrant(y, x);
     r = x < 0 ? 3.14159265f - r : r;
     return y < 0 ? -r : r;
 }

@@ -42,17 +42,7 @@ float atan2_or(float y, float x, float ref) {
 // atan2_f(y, x) and atan2_f(y, -x) at once, each bit for bit as atan2_f gives it: the two
 // share the reduced ratio and its polynomial, and differ only in the quadrant step.
 inline void atan2_pair(float y, float x, float &pos, float &neg) {
-    const float ax = std::fabs(x), ay = std::fabs(y);
-    const bool steep = ay > ax;
-    const float mx = steep ? ay : ax, mn = steep ? ax : ay;
-    const float a0 = mn / (mx == 0.0f ? 1.0f : mx);
-    const bool upper = a0 > 0.41421356f;
-    const float a = upper ? (a0 - 1.0f) / (a0 + 1.0f) : a0;
-    const float z = a * a;
-    float r = (upper ? 0.78539816f : 0.0f) +
-              ((((8.05374449538e-2f * z - 1.38776856032e-1f) * z + 1.99777106478e-1f) * z -
-                3.33329491539e-1f) * z * a + a);
-    r = steep ? 1.57079633f - r : r;
+    const float r = atan2_first_quadrant(y, x);
     const float left = 3.14159265f - r;
     const float rp = x < 0 ? left : r, rn = -x < 0 ? left : r;
     pos = y < 0 ? -rp : rp;
