@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/exchange.h"
+#include "core/fifo.h"
 #include "core/json.h"
 #include "core/registry.h"
 #include "core/units.h"
@@ -267,6 +268,7 @@ extern "C" {
 // ------------------------------------------------------------ tool frames
 
 KY_API int ky_set_auto_tool_frame(ky_robot_handle *robot_handle, int point_num) {
+    ky::CallScope scope;
     ky::Req req("set_auto_tool_frame");
     req.num("point_num", point_num);
     return ky::set_command(robot_handle, "ky_set_auto_tool_frame", std::move(req), "auto_tool_frame");
@@ -274,6 +276,7 @@ KY_API int ky_set_auto_tool_frame(ky_robot_handle *robot_handle, int point_num) 
 
 KY_API int ky_generate_auto_tool_frame(ky_robot_handle *robot_handle, const char *name, float payload, float x,
                                        float y, float z) {
+    ky::CallScope scope;
     ky::Req req = named("generate_auto_tool_frame", "tool_name", text_of(name));
     req.num("payload", ky::milli_to_wire(payload));
     req.ints("position", {ky::micro_to_wire(x), ky::micro_to_wire(y), ky::micro_to_wire(z)});
@@ -283,6 +286,7 @@ KY_API int ky_generate_auto_tool_frame(ky_robot_handle *robot_handle, const char
 }
 
 KY_API int ky_set_manual_tool_frame(ky_robot_handle *robot_handle, const ky_frame *frame) {
+    ky::CallScope scope;
     static const char *tag = "ky_set_manual_tool_frame";
     if (frame == nullptr) return -1;
     int r = ky::set_command(robot_handle, tag, tool_frame_req("set_manual_tool_frame", *frame), "manual_tool_frame");
@@ -293,12 +297,14 @@ KY_API int ky_set_manual_tool_frame(ky_robot_handle *robot_handle, const ky_fram
 }
 
 KY_API int ky_update_tool_frame(ky_robot_handle *robot_handle, const ky_frame *frame) {
+    ky::CallScope scope;
     if (frame == nullptr) return -1;
     return ky::set_command(robot_handle, "ky_update_tool_frame", tool_frame_req("update_tool_frame", *frame),
                            "update_state");
 }
 
 KY_API int ky_set_tool_envelope(ky_robot_handle *robot_handle, const ky_tool_envelope *envelope) {
+    ky::CallScope scope;
     static const char *tag = "ky_set_tool_envelope";
     if (envelope == nullptr) return -1;
     cJSON *root = envelope_json(*envelope);
@@ -317,6 +323,7 @@ KY_API int ky_set_tool_envelope(ky_robot_handle *robot_handle, const ky_tool_env
 }
 
 KY_API int ky_get_tool_envelope(ky_robot_handle *robot_handle, const char *tool_name, ky_tool_envelope *envelope) {
+    ky::CallScope scope;
     static const char *tag = "ky_get_tool_envelope";
     ky::Req req = named("get_tool_envelope", "tool_name", text_of(tool_name));
     ky::Reply reply(1024);
@@ -327,11 +334,13 @@ KY_API int ky_get_tool_envelope(ky_robot_handle *robot_handle, const char *tool_
 }
 
 KY_API int ky_get_total_tool_frame(ky_robot_handle *robot_handle, ky_frame_name *names, int *count) {
+    ky::CallScope scope;
     return total_frames(robot_handle, "ky_get_total_tool_frame", "get_total_tool_frame", "total_tool_frame",
                         ky::out_time(), names, count);
 }
 
 KY_API int ky_get_given_tool_frame(ky_robot_handle *robot_handle, const char *name, ky_frame *frame) {
+    ky::CallScope scope;
     static const char *tag = "ky_get_given_tool_frame";
     ky::Req req = named("get_tool_frame", "tool_name", text_of(name));
     ky::Reply reply(1024);
@@ -358,15 +367,18 @@ KY_API int ky_get_given_tool_frame(ky_robot_handle *robot_handle, const char *na
 }
 
 KY_API int ky_get_current_tool_frame(ky_robot_handle *robot_handle, ky_frame *frame) {
+    ky::CallScope scope;
     return current_frame(robot_handle, kCurrentTool, frame);
 }
 
 KY_API int ky_change_tool_frame(ky_robot_handle *robot_handle, const char *name) {
+    ky::CallScope scope;
     return change_frame(robot_handle, "ky_change_tool_frame", named("set_change_tool_frame", "tool_name", text_of(name)),
                         "change_tool_frame", kCurrentTool);
 }
 
 KY_API int ky_delete_tool_frame(ky_robot_handle *robot_handle, const char *name) {
+    ky::CallScope scope;
     return ky::set_command(robot_handle, "ky_delete_tool_frame",
                            named("set_delete_tool_frame", "tool_name", text_of(name)), "delete_tool_frame");
 }
@@ -374,30 +386,35 @@ KY_API int ky_delete_tool_frame(ky_robot_handle *robot_handle, const char *name)
 // ------------------------------------------------------------ work frames
 
 KY_API int ky_set_auto_work_frame(ky_robot_handle *robot_handle, const char *name, int point_num) {
+    ky::CallScope scope;
     ky::Req req = named("set_auto_work_frame", "frame_name", text_of(name));
     req.num("point_num", point_num);
     return ky::set_command(robot_handle, "ky_set_auto_work_frame", std::move(req), "auto_work_frame");
 }
 
 KY_API int ky_set_manual_work_frame(ky_robot_handle *robot_handle, const char *name, const ky_pose *pose) {
+    ky::CallScope scope;
     if (pose == nullptr) return -1;
     return ky::set_command(robot_handle, "ky_set_manual_work_frame",
                            work_frame_req("set_manual_work_frame", name, *pose), "manual_work_frame");
 }
 
 KY_API int ky_update_work_frame(ky_robot_handle *robot_handle, const char *name, const ky_pose *pose) {
+    ky::CallScope scope;
     if (pose == nullptr) return -1;
     return ky::set_command(robot_handle, "ky_update_work_frame", work_frame_req("update_work_frame", name, *pose),
                            "update_state");
 }
 
 KY_API int ky_get_total_work_frame(ky_robot_handle *robot_handle, ky_frame_name *names, int *count) {
+    ky::CallScope scope;
     // Work-frame listings take the controller longer.
     return total_frames(robot_handle, "ky_get_total_work_frame", "get_total_work_frame", "total_work_frame",
                         ky::out_time_max(), names, count);
 }
 
 KY_API int ky_get_given_work_frame(ky_robot_handle *robot_handle, const char *name, ky_pose *pose) {
+    ky::CallScope scope;
     static const char *tag = "ky_get_given_work_frame";
     ky::Req req = named("get_work_frame", "frame_name", text_of(name));
     ky::Reply reply(1024);
@@ -415,16 +432,19 @@ KY_API int ky_get_given_work_frame(ky_robot_handle *robot_handle, const char *na
 }
 
 KY_API int ky_get_current_work_frame(ky_robot_handle *robot_handle, ky_frame *frame) {
+    ky::CallScope scope;
     return current_frame(robot_handle, kCurrentWork, frame);
 }
 
 KY_API int ky_change_work_frame(ky_robot_handle *robot_handle, const char *name) {
+    ky::CallScope scope;
     return change_frame(robot_handle, "ky_change_work_frame",
                         named("set_change_work_frame", "frame_name", text_of(name)), "change_work_frame",
                         kCurrentWork);
 }
 
 KY_API int ky_delete_work_frame(ky_robot_handle *robot_handle, const char *name) {
+    ky::CallScope scope;
     return ky::set_command(robot_handle, "ky_delete_work_frame",
                            named("set_delete_work_frame", "frame_name", text_of(name)), "delete_work_frame");
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/exchange.h"
+#include "core/fifo.h"
 #include "core/json.h"
 #include "core/registry.h"
 #include "core/units.h"
@@ -103,6 +104,7 @@ int apply_product_version(ky_robot_handle &robot, const char product_field[10]) 
 extern "C" {
 
 KY_API int ky_get_arm_software_info(ky_robot_handle *robot_handle, ky_arm_software_info *info) {
+    ky::CallScope scope;
     static const char *tag = "ky_get_arm_software_info";
     ky::Req req("get_arm_software_info");
     ky::Reply reply(1024);
@@ -121,6 +123,7 @@ KY_API int ky_get_arm_software_info(ky_robot_handle *robot_handle, ky_arm_softwa
 }
 
 KY_API int ky_set_init_pose(ky_robot_handle *robot_handle, const float *joint) {
+    ky::CallScope scope;
     static const char *tag = "ky_set_init_pose";
     int dof = 0;
     if (ky::require_dof(robot_handle, tag, &dof) != 0) return -1;
@@ -133,6 +136,7 @@ KY_API int ky_set_init_pose(ky_robot_handle *robot_handle, const float *joint) {
 }
 
 KY_API int ky_get_init_pose(ky_robot_handle *robot_handle, float *joint) {
+    ky::CallScope scope;
     static const char *tag = "ky_get_init_pose";
     int dof = 0;
     if (ky::require_dof(robot_handle, tag, &dof) != 0) return -1;
@@ -144,6 +148,7 @@ KY_API int ky_get_init_pose(ky_robot_handle *robot_handle, float *joint) {
 }
 
 KY_API int ky_get_install_pose(ky_robot_handle *robot_handle, float *x, float *y, float *z) {
+    ky::CallScope scope;
     static const char *tag = "ky_get_install_pose";
     int32_t pose[3];
     int r = ky::get_ints(robot_handle, tag, "get_install_pose", "install_pose", "pose", 3, pose);
@@ -161,6 +166,7 @@ KY_API int ky_get_install_pose(ky_robot_handle *robot_handle, float *x, float *y
 }
 
 KY_API int ky_set_install_pose(ky_robot_handle *robot_handle, float x, float y, float z) {
+    ky::CallScope scope;
     static const char *tag = "ky_set_install_pose";
     ky::Req req("set_install_pose");
     req.ints("pose", {ky::trunc_i32(x), ky::trunc_i32(y), ky::trunc_i32(z)});
@@ -171,6 +177,7 @@ KY_API int ky_set_install_pose(ky_robot_handle *robot_handle, float x, float y, 
 }
 
 KY_API int ky_get_joint_software_version(ky_robot_handle *robot_handle, int *version) {
+    ky::CallScope scope;
     int32_t wire[7];
     int dof = 0;
     int r = ky::get_dof_ints(robot_handle, "ky_get_joint_software_version", "get_joint_software_version",
@@ -181,6 +188,7 @@ KY_API int ky_get_joint_software_version(ky_robot_handle *robot_handle, int *ver
 }
 
 KY_API int ky_get_tool_software_version(ky_robot_handle *robot_handle, int *version) {
+    ky::CallScope scope;
     int32_t v = 0;
     int r = ky::get_ints(robot_handle, "ky_get_tool_software_version", "get_tool_software_version",
                          "tool_software_version", "version", 1, &v);

@@ -9,6 +9,7 @@
 
 #include "commands/motion.h"
 #include "core/exchange.h"
+#include "core/fifo.h"
 #include "core/json.h"
 #include "core/registry.h"
 #include "core/units.h"
@@ -139,72 +140,88 @@ extern "C" {
 
 // ------------------------------------------------------------------------ steps
 KY_API int ky_set_joint_step_nblock(ky_robot_handle *robot_handle, int joint, float step, int v) {
+    ky::CallScope scope;
     return step_nblock(robot_handle, "ky_set_joint_step", joint_step(joint, step, v));
 }
 
 KY_API int ky_set_joint_step_block(ky_robot_handle *robot_handle, int joint, float step, int v, int block) {
+    ky::CallScope scope;
     return step_block(robot_handle, "ky_set_joint_step", joint_step(joint, step, v), 1024, block, 1);
 }
 
 KY_API int ky_set_joint_step(ky_robot_handle *robot_handle, int joint, int v, int block, float step) {
+    ky::CallScope scope;
     return block != 0 ? ky_set_joint_step_block(robot_handle, joint, step, v, block)
                       : ky_set_joint_step_nblock(robot_handle, joint, step, v);
 }
 
 KY_API int ky_set_pos_step_nblock(ky_robot_handle *robot_handle, int axis, float step, int v) {
+    ky::CallScope scope;
     return step_nblock(robot_handle, "ky_set_pos_step", pos_step(axis, step, v));
 }
 
 KY_API int ky_set_pos_step_block(ky_robot_handle *robot_handle, int axis, float step, int v, int block) {
+    ky::CallScope scope;
     return step_block(robot_handle, "ky_set_pos_step", pos_step(axis, step, v), 256, block, 2);
 }
 
 KY_API int ky_set_pos_step(ky_robot_handle *robot_handle, int axis, int v, int block, float step) {
+    ky::CallScope scope;
     return block != 0 ? ky_set_pos_step_block(robot_handle, axis, step, v, block)
                       : ky_set_pos_step_nblock(robot_handle, axis, step, v);
 }
 
 KY_API int ky_set_ort_step_nblock(ky_robot_handle *robot_handle, int axis, float step, int v) {
+    ky::CallScope scope;
     return step_nblock(robot_handle, "ky_set_ort_step", ort_step(axis, step, v));
 }
 
 KY_API int ky_set_ort_step_block(ky_robot_handle *robot_handle, int axis, float step, int v, int block) {
+    ky::CallScope scope;
     return step_block(robot_handle, "ky_set_ort_step", ort_step(axis, step, v), 256, block, 2);
 }
 
 KY_API int ky_set_ort_step(ky_robot_handle *robot_handle, int axis, int v, int block, float step) {
+    ky::CallScope scope;
     return block != 0 ? ky_set_ort_step_block(robot_handle, axis, step, v, block)
                       : ky_set_ort_step_nblock(robot_handle, axis, step, v);
 }
 
 // --------------------------------------------------------- stop, pause, continue, delete
 KY_API int ky_set_arm_slow_stop(ky_robot_handle *robot_handle) {
+    ky::CallScope scope;
     return simple(robot_handle, "ky_set_arm_slow_stop", "set_arm_slow_stop", "arm_slow_stop");
 }
 
 KY_API int ky_set_arm_stop(ky_robot_handle *robot_handle) {
+    ky::CallScope scope;
     return simple(robot_handle, "ky_set_arm_stop", "set_arm_stop", "arm_stop");
 }
 
 KY_API int ky_set_arm_pause(ky_robot_handle *robot_handle) {
+    ky::CallScope scope;
     return simple(robot_handle, "ky_set_arm_pause", "set_arm_pause", "arm_pause");
 }
 
 KY_API int ky_set_arm_continue(ky_robot_handle *robot_handle) {
+    ky::CallScope scope;
     return simple(robot_handle, "ky_set_arm_continue", "set_arm_continue", "arm_continue");
 }
 
 KY_API int ky_set_delete_current_trajectory(ky_robot_handle *robot_handle) {
+    ky::CallScope scope;
     return simple(robot_handle, "ky_set_delete_current_trajectory", "set_delete_current_trajectory",
                   "delete_current_trajectory");
 }
 
 KY_API int ky_set_arm_delete_trajectory(ky_robot_handle *robot_handle) {
+    ky::CallScope scope;
     return simple(robot_handle, "ky_set_arm_delete_trajectory", "set_arm_delete_trajectory", "arm_delete_trajectory");
 }
 
 // ------------------------------------------------------------------------ teach
 KY_API int ky_set_joint_teach(ky_robot_handle *robot_handle, int joint, int dir, int v) {
+    ky::CallScope scope;
     Req req("set_joint_teach");
     req.num("teach_joint", joint).num("v", v).str("direction", direction(dir));
     return exchange_failure_is_minus_one(
@@ -212,6 +229,7 @@ KY_API int ky_set_joint_teach(ky_robot_handle *robot_handle, int joint, int dir,
 }
 
 KY_API int ky_set_pos_teach(ky_robot_handle *robot_handle, int axis_sel, int dir, int v) {
+    ky::CallScope scope;
     Req req("set_pos_teach");
     req.num("v", v).str("direction", direction(dir));
     axis(req, "teach_type", axis_sel, kPosAxes);
@@ -219,6 +237,7 @@ KY_API int ky_set_pos_teach(ky_robot_handle *robot_handle, int axis_sel, int dir
 }
 
 KY_API int ky_set_ort_teach(ky_robot_handle *robot_handle, int axis_sel, int dir, int v) {
+    ky::CallScope scope;
     Req req("set_ort_teach");
     req.num("v", v).str("direction", direction(dir));
     axis(req, "teach_type", axis_sel, kOrtAxes);
@@ -226,15 +245,18 @@ KY_API int ky_set_ort_teach(ky_robot_handle *robot_handle, int axis_sel, int dir
 }
 
 KY_API int ky_set_stop_teach(ky_robot_handle *robot_handle) {
+    ky::CallScope scope;
     return simple(robot_handle, "ky_set_stop_teach", "set_stop_teach", "stop_teach");
 }
 
 KY_API int ky_set_teach_frame(ky_robot_handle *robot_handle, int frame_type) {
+    ky::CallScope scope;
     return ky::set_command(robot_handle, "ky_set_teach_frame",
                            std::move(Req("set_teach_frame").num("frame_type", frame_type)), "set_state");
 }
 
 KY_API int ky_get_teach_frame(ky_robot_handle *robot_handle, int *frame_type) {
+    ky::CallScope scope;
     int32_t v = 0;
     int r = ky::get_ints(robot_handle, "ky_get_teach_frame", "get_teach_frame", "get_teach_frame", "frame_type", 1, &v);
     if (r == 0 && frame_type != nullptr) *frame_type = v;
@@ -243,6 +265,7 @@ KY_API int ky_get_teach_frame(ky_robot_handle *robot_handle, int *frame_type) {
 
 // ------------------------------------------------------------ trajectory query
 KY_API int ky_get_arm_current_trajectory(ky_robot_handle *robot_handle, int *type, float *data) {
+    ky::CallScope scope;
     static const char *tag = "ky_get_arm_current_trajectory";
     Reply reply(1024);
     Req req("get_arm_current_trajectory");

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "core/exchange.h"
+#include "core/fifo.h"
 #include "core/registry.h"
 #include "core/units.h"
 
@@ -58,6 +59,7 @@ extern "C" {
 
 // ------------------------------------------------------------------ drive limits
 KY_API int ky_set_joint_drive_max_speed(ky_robot_handle *robot_handle, int joint, float speed) {
+    ky::CallScope scope;
     return set_joint_value(robot_handle, "ky_set_joint_drive_max_speed", "set_joint_drive_max_speed",
                            "joint_max_speed", joint, ky::speed_to_wire(speed));
 }
@@ -65,80 +67,95 @@ KY_API int ky_set_joint_drive_max_speed(ky_robot_handle *robot_handle, int joint
 // The drive acceleration goes out x 1000 without the division by 6 of the other limits,
 // while its read-back converts x 6 / 1000; the controller expects exactly this.
 KY_API int ky_set_joint_drive_max_acc(ky_robot_handle *robot_handle, int joint, float acc) {
+    ky::CallScope scope;
     return set_joint_value(robot_handle, "ky_set_joint_drive_max_acc", "set_joint_drive_max_acc", "joint_max_acc",
                            joint, ky::milli_to_wire(acc));
 }
 
 KY_API int ky_set_joint_drive_min_pos(ky_robot_handle *robot_handle, int joint, float pos) {
+    ky::CallScope scope;
     return set_joint_value(robot_handle, "ky_set_joint_drive_min_pos", "set_joint_drive_min_pos", "joint_min_pos",
                            joint, ky::milli_to_wire(pos));
 }
 
 KY_API int ky_set_joint_drive_max_pos(ky_robot_handle *robot_handle, int joint, float pos) {
+    ky::CallScope scope;
     return set_joint_value(robot_handle, "ky_set_joint_drive_max_pos", "set_joint_drive_max_pos", "joint_max_pos",
                            joint, ky::milli_to_wire(pos));
 }
 
 KY_API int ky_get_joint_drive_max_speed(ky_robot_handle *robot_handle, float *speed) {
+    ky::CallScope scope;
     return get_joint_floats(robot_handle, "ky_get_joint_drive_max_speed", "get_joint_drive_max_speed",
                             "get_joint_drive_max_speed", "joint_speed", ky::speed_from_wire, speed);
 }
 
 KY_API int ky_get_joint_drive_max_acc(ky_robot_handle *robot_handle, float *acc) {
+    ky::CallScope scope;
     return get_joint_floats(robot_handle, "ky_get_joint_drive_max_acc", "get_joint_drive_max_acc",
                             "get_joint_drive_max_acc", "joint_acc", ky::speed_from_wire, acc);
 }
 
 KY_API int ky_get_joint_drive_min_pos(ky_robot_handle *robot_handle, float *pos) {
+    ky::CallScope scope;
     return get_joint_floats(robot_handle, "ky_get_joint_drive_min_pos", "get_joint_drive_min_pos",
                             "get_joint_drive_min_pos", "min_pos", ky::milli_from_wire, pos);
 }
 
 KY_API int ky_get_joint_drive_max_pos(ky_robot_handle *robot_handle, float *pos) {
+    ky::CallScope scope;
     return get_joint_floats(robot_handle, "ky_get_joint_drive_max_pos", "get_joint_drive_max_pos",
                             "get_joint_drive_max_pos", "max_pos", ky::milli_from_wire, pos);
 }
 
 // ------------------------------------------------------------- motion limits (cached)
 KY_API int ky_get_joint_max_speed(ky_robot_handle *robot_handle, float *speed) {
+    ky::CallScope scope;
     return get_joint_floats(robot_handle, "ky_get_joint_max_speed", "get_joint_max_speed", "joint_max_speed",
                             "joint_speed", ky::speed_from_wire, speed, &ky_robot_handle::joint_max_speed);
 }
 
 KY_API int ky_get_joint_max_acc(ky_robot_handle *robot_handle, float *acc) {
+    ky::CallScope scope;
     return get_joint_floats(robot_handle, "ky_get_joint_max_acc", "get_joint_max_acc", "joint_max_acc",
                             "joint_acc", ky::speed_from_wire, acc, &ky_robot_handle::joint_max_acc);
 }
 
 KY_API int ky_get_joint_min_pos(ky_robot_handle *robot_handle, float *pos) {
+    ky::CallScope scope;
     return get_joint_floats(robot_handle, "ky_get_joint_min_pos", "get_joint_min_pos", "joint_min_pos", "min_pos",
                             ky::milli_from_wire, pos, &ky_robot_handle::joint_min_pos);
 }
 
 KY_API int ky_get_joint_max_pos(ky_robot_handle *robot_handle, float *pos) {
+    ky::CallScope scope;
     return get_joint_floats(robot_handle, "ky_get_joint_max_pos", "get_joint_max_pos", "joint_max_pos", "max_pos",
                             ky::milli_from_wire, pos, &ky_robot_handle::joint_max_pos);
 }
 
 KY_API int ky_set_joint_max_speed(ky_robot_handle *robot_handle, int joint, float speed) {
+    ky::CallScope scope;
     return then_refresh(set_joint_value(robot_handle, "ky_set_joint_max_speed", "set_joint_max_speed",
                                         "joint_max_speed", joint, ky::speed_to_wire(speed)),
                         robot_handle, ky_get_joint_max_speed);
 }
 
 KY_API int ky_set_joint_max_acc(ky_robot_handle *robot_handle, int joint, float acc) {
+    ky::CallScope scope;
     return then_refresh(set_joint_value(robot_handle, "ky_set_joint_max_acc", "set_joint_max_acc", "joint_max_acc",
                                         joint, ky::speed_to_wire(acc)),
                         robot_handle, ky_get_joint_max_acc);
 }
 
 KY_API int ky_set_joint_min_pos(ky_robot_handle *robot_handle, int joint, float pos) {
+    ky::CallScope scope;
     return then_refresh(set_joint_value(robot_handle, "ky_set_joint_min_pos", "set_joint_min_pos", "joint_min_pos",
                                         joint, ky::milli_to_wire(pos)),
                         robot_handle, ky_get_joint_min_pos);
 }
 
 KY_API int ky_set_joint_max_pos(ky_robot_handle *robot_handle, int joint, float pos) {
+    ky::CallScope scope;
     return then_refresh(set_joint_value(robot_handle, "ky_set_joint_max_pos", "set_joint_max_pos", "joint_max_pos",
                                         joint, ky::milli_to_wire(pos)),
                         robot_handle, ky_get_joint_max_pos);
@@ -146,6 +163,7 @@ KY_API int ky_set_joint_max_pos(ky_robot_handle *robot_handle, int joint, float 
 
 // The controller names its reply "auto_set_joint_limit " with a trailing blank.
 KY_API int ky_auto_set_joint_limit(ky_robot_handle *robot_handle, int mode) {
+    ky::CallScope scope;
     int r = ky::set_command(robot_handle, "ky_auto_set_joint_limit",
                             std::move(Req("auto_set_joint_limit").num("limit_mode", mode)), "limit_mode", "auto_set_joint_limit ");
     if (r != 0) return r;
@@ -156,20 +174,24 @@ KY_API int ky_auto_set_joint_limit(ky_robot_handle *robot_handle, int mode) {
 
 // ------------------------------------------------------- enable, zero, errors, brakes
 KY_API int ky_set_joint_en_state(ky_robot_handle *robot_handle, int joint, int state) {
+    ky::CallScope scope;
     return set_joint_value(robot_handle, "ky_set_joint_en_state", "set_joint_en_state", "joint_en_state", joint, state);
 }
 
 KY_API int ky_set_joint_zero_pos(ky_robot_handle *robot_handle, int joint) {
+    ky::CallScope scope;
     return ky::set_command(robot_handle, "ky_set_joint_zero_pos",
                            std::move(Req("set_joint_zero_pos").num("joint_zero_pos", joint)), "joint_zero_pos");
 }
 
 KY_API int ky_set_joint_clear_err(ky_robot_handle *robot_handle, int joint) {
+    ky::CallScope scope;
     return ky::set_command(robot_handle, "ky_set_joint_clear_err",
                            std::move(Req("set_joint_clear_err").num("joint_clear_err", joint)), "joint_clear_err");
 }
 
 KY_API int ky_get_joint_en_state(ky_robot_handle *robot_handle, uint8_t *state) {
+    ky::CallScope scope;
     int32_t wire[7];
     int dof = 0;
     int r = ky::get_dof_ints(robot_handle, "ky_get_joint_en_state", "get_joint_en_state", "joint_en_state",
@@ -180,6 +202,7 @@ KY_API int ky_get_joint_en_state(ky_robot_handle *robot_handle, uint8_t *state) 
 }
 
 KY_API int ky_get_joint_err_flag(ky_robot_handle *robot_handle, uint16_t *err_flag, uint16_t *brake_state) {
+    ky::CallScope scope;
     static const char *tag = "ky_get_joint_err_flag";
     ky::Reply reply(1024);
     Req req("get_joint_err_flag");

@@ -67,15 +67,23 @@ int send_move(ky_robot_handle *robot, const char *tag, Req &req, int *reply_leng
     return read_acceptance(tag, r, reply, reply_length);
 }
 
-// The completion line that a non-blocking move's acceptance announces goes to the event
-// callback; reply waits discard it.
-int announce(int accepted) {
-    if (accepted == 0) ky::set_pending_event(KY_PENDING_TRAJECTORY);
+// The completion line of an accepted non-blocking move goes to the event callback only:
+// on this robot, the first completion filed after the acceptance is never handed to a
+// waiter. A move joined to the next one (connect 1) reports no completion of its own, so
+// it announces none (it would swallow the completion of the move that ends the set).
+int announce(ky_robot_handle *robot, int accepted, int trajectory_connect) {
+    if (accepted != 0 || trajectory_connect != 0) return accepted;
+    if (g_mode.load() != 1 && g_mode.load() != 2) return accepted;  // only the FIFO files lines
+    const uint64_t acceptance = ky::last_taken_order();
+    ky::ReadLock lock;
+    if (ky_handle *h = ky_get_ky_handle_by_robot_handle(robot)) {
+        ky::announce_completion(h->fifo, KY_PENDING_TRAJECTORY, acceptance);
+    }
     return accepted;
 }
 
-int move_nblock(ky_robot_handle *robot, const char *tag, Req req) {
-    return announce(send_move(robot, tag, req, nullptr));
+int move_nblock(ky_robot_handle *robot, const char *tag, Req req, int trajectory_connect) {
+    return announce(robot, send_move(robot, tag, req, nullptr), trajectory_connect);
 }
 
 // A trajectory joined to the next one (connect 1) never reports its own completion.
@@ -237,6 +245,7 @@ int ky::finish_blocking(ky_robot_handle *robot, int block, int reply_length, con
 extern "C" {
 
 KY_API int ky_movecmd_singlemode_parse(ky_robot_handle *robot_handle, int attempts, int device) {
+    ky::CallScope scope;
     for (int i = 0; i < attempts; ++i) {
         Reply line(kMoveReplySize);
         if (ky::wait_line(robot_handle, "ky_movecmd_singlemode_parse", kCompletion, line, 1000) < 1) continue;
@@ -251,13 +260,15 @@ KY_API int ky_movecmd_singlemode_parse(ky_robot_handle *robot_handle, int attemp
 
 // ------------------------------------------------------------------------- movej
 KY_API int ky_movej_nblock(ky_robot_handle *robot_handle, const float *joint, int v, int r, int trajectory_connect) {
+    ky::CallScope scope;
     Req req("movej");
     if (joint_move(robot_handle, joint, v, r, trajectory_connect, req) != 0) return -1;
-    return move_nblock(robot_handle, "ky_movej", std::move(req));
+    return move_nblock(robot_handle, "ky_movej", std::move(req), trajectory_connect);
 }
 
 KY_API int ky_movej_block(ky_robot_handle *robot_handle, const float *joint, int v, int r, int trajectory_connect,
                           int block) {
+    ky::CallScope scope;
     Req req("movej");
     if (joint_move(robot_handle, joint, v, r, trajectory_connect, req) != 0) return -1;
     return move_block(robot_handle, "ky_movej", std::move(req), trajectory_connect, block,
@@ -266,39 +277,46 @@ KY_API int ky_movej_block(ky_robot_handle *robot_handle, const float *joint, int
 
 KY_API int ky_movej(ky_robot_handle *robot_handle, const float *joint, int v, int r, int trajectory_connect,
                     int block) {
+    ky::CallScope scope;
     return block != 0 ? ky_movej_block(robot_handle, joint, v, r, trajectory_connect, block)
                       : ky_movej_nblock(robot_handle, joint, v, r, trajectory_connect);
 }
 
 // ------------------------------------------------------------------------- movel
 KY_API int ky_movel_nblock(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect) {
-    return move_nblock(robot_handle, "ky_movel", pose_move("movel", pose, v, r, trajectory_connect));
+    ky::CallScope scope;
+    return move_nblock(robot_handle, "ky_movel", pose_move("movel", pose, v, r, trajectory_connect), trajectory_connect);
 }
 
 KY_API int ky_movel_block(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect,
                           int block) {
+    ky::CallScope scope;
     return move_block(robot_handle, "ky_movel", pose_move("movel", pose, v, r, trajectory_connect), trajectory_connect,
                       block, ky::planned_move("ky_movel", 2));
 }
 
 KY_API int ky_movel(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect, int block) {
+    ky::CallScope scope;
     return block != 0 ? ky_movel_block(robot_handle, pose, v, r, trajectory_connect, block)
                       : ky_movel_nblock(robot_handle, pose, v, r, trajectory_connect);
 }
 
 // ------------------------------------------------------------------------- moves
 KY_API int ky_moves_nblock(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect) {
-    return move_nblock(robot_handle, "ky_moves", pose_move("moves", pose, v, r, trajectory_connect));
+    ky::CallScope scope;
+    return move_nblock(robot_handle, "ky_moves", pose_move("moves", pose, v, r, trajectory_connect), trajectory_connect);
 }
 
 // The blocking spline move logs under "ky_movel", as the controller tooling expects.
 KY_API int ky_moves_block(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect,
                           int block) {
+    ky::CallScope scope;
     return move_block(robot_handle, "ky_movel", pose_move("moves", pose, v, r, trajectory_connect), trajectory_connect,
                       block, ky::planned_move("ky_movel", 4));
 }
 
 KY_API int ky_moves(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect, int block) {
+    ky::CallScope scope;
     return block != 0 ? ky_moves_block(robot_handle, pose, v, r, trajectory_connect, block)
                       : ky_moves_nblock(robot_handle, pose, v, r, trajectory_connect);
 }
@@ -306,11 +324,15 @@ KY_API int ky_moves(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, i
 // ------------------------------------------------------------------------- movec
 KY_API int ky_movec_nblock(ky_robot_handle *robot_handle, ky_pose pose_via, ky_pose pose_to, int v, int r, int loop,
                            int trajectory_connect) {
-    return announce(movec_accept(robot_handle, pose_via, pose_to, v, r, loop, trajectory_connect, false, nullptr));
+    ky::CallScope scope;
+    return announce(robot_handle,
+                    movec_accept(robot_handle, pose_via, pose_to, v, r, loop, trajectory_connect, false, nullptr),
+                    trajectory_connect);
 }
 
 KY_API int ky_movec_block(ky_robot_handle *robot_handle, ky_pose pose_via, ky_pose pose_to, int v, int r, int loop,
                           int trajectory_connect, int block) {
+    ky::CallScope scope;
     int length = 0;
     int res = movec_accept(robot_handle, pose_via, pose_to, v, r, loop, trajectory_connect, true, &length);
     if (res != 0) return res;
@@ -320,6 +342,7 @@ KY_API int ky_movec_block(ky_robot_handle *robot_handle, ky_pose pose_via, ky_po
 
 KY_API int ky_movec(ky_robot_handle *robot_handle, ky_pose pose_via, ky_pose pose_to, int v, int r, int loop,
                     int trajectory_connect, int block) {
+    ky::CallScope scope;
     if (static_cast<uint32_t>(trajectory_connect) > 1) {
         ky_log_error("[%s] trajectory_connect check err! \n", "ky_movec");
         return -6;
@@ -330,16 +353,19 @@ KY_API int ky_movec(ky_robot_handle *robot_handle, ky_pose pose_via, ky_pose pos
 
 // ----------------------------------------------------------------------- movej_p
 KY_API int ky_movej_p_nblock(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect) {
-    return move_nblock(robot_handle, "ky_movej_p", pose_move("movej_p", pose, v, r, trajectory_connect));
+    ky::CallScope scope;
+    return move_nblock(robot_handle, "ky_movej_p", pose_move("movej_p", pose, v, r, trajectory_connect), trajectory_connect);
 }
 
 KY_API int ky_movej_p_block(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect,
                             int block) {
+    ky::CallScope scope;
     return move_block(robot_handle, "ky_movej_p", pose_move("movej_p", pose, v, r, trajectory_connect),
                       trajectory_connect, block, ky::movej_p_move("ky_movej_p"));
 }
 
 KY_API int ky_movej_p(ky_robot_handle *robot_handle, ky_pose pose, int v, int r, int trajectory_connect, int block) {
+    ky::CallScope scope;
     return block != 0 ? ky_movej_p_block(robot_handle, pose, v, r, trajectory_connect, block)
                       : ky_movej_p_nblock(robot_handle, pose, v, r, trajectory_connect);
 }

@@ -63,7 +63,10 @@ int receive_sync(const char *tag, ky_handle *handle, const char *reply_key, char
         int n = handle->socket->blocking_receive(handle->socket, chunk.data(), reply_len);
         if (n <= 0) {
             if (drag_teach_save_start.load() && ++drag_teach_count == 1001) drag_teach_save_complete = 1;
-            if (n == -1) sleep_cp(2);  // the peer closed: nothing more will come
+            if (n == -1) {
+                handle->connection = KY_CONNECTION_CLOSED;
+                sleep_cp(2);  // the peer closed: nothing more will come
+            }
             continue;
         }
         for (int i = 0; i < n; ++i) {
@@ -180,7 +183,8 @@ KY_API int handle_revice_data(const char *tag, ky_handle *handle, const char *re
     const int mode = g_mode.load();
     if (mode == 1 || mode == 2) {
         // Event-driven: the receive thread signals the FIFO for every line it files.
-        int r = ky::fifo_wait(handle->fifo, reply_key, reply_buf, reply_len,
+        // Only lines filed after the calling exported function began count as its reply.
+        int r = ky::fifo_wait(handle->fifo, reply_key, reply_buf, reply_len, ky::call_start(),
                               Clock::now() + std::chrono::milliseconds(2 * tries));
         return r >= 0 ? r : -1;
     }
@@ -191,6 +195,9 @@ KY_API int handle_revice_data(const char *tag, ky_handle *handle, const char *re
 
 KY_API int ky_pack_lock_set(const char *tag, ky_robot_handle *robot_handle, json_pack_item *items, int count,
                             const char *reply_key, char *reply_buf, int reply_len, int timeout_ms) {
+    // The exchange's waits take only lines filed from here on (or from the start of the
+    // exported call this exchange belongs to).
+    ky::CallScope scope;
     ky_rdlock_lock();
     ky_handle *handle = ky_get_ky_handle_by_robot_handle(robot_handle);
     if (handle == nullptr) {

@@ -1,6 +1,13 @@
 // Per-robot reply FIFO and the event hand-off of pushed completion lines.
+//
+// Every filed line carries its arrival order (one counter for all robots). A reply wait
+// takes only lines filed after the exported call that waits began, so a late reply to a
+// call that timed out, or the completion of an earlier move, is never handed to a later
+// call. A full FIFO evicts its oldest untaken line that no wait in progress wants, so a
+// burst of pushes nobody waits for never costs later replies.
 #include "core/fifo.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "core/drag_state.h"
@@ -9,39 +16,51 @@
 
 namespace {
 
-struct EventListener {
-    std::atomic<ky_event_callback> callback{nullptr};
-    // Which pushed completion line the next reply wait discards (KY_PENDING_*).
-    std::atomic<int> pending{KY_PENDING_NONE};
-};
-EventListener event_listener;
+std::atomic<uint64_t> g_arrival{0};
+thread_local int t_scope_depth = 0;
+thread_local uint64_t t_scope_start = 0;
+thread_local uint64_t t_last_taken = 0;
 
-void clear_slot(ky_fifo_slot &slot) { std::memset(&slot, 0, sizeof slot); }
+std::atomic<ky_event_callback> g_event_callback{nullptr};
 
-// Scans the slots in index order; the caller holds fifo->mutex.
-int take_locked(ky_fifo *fifo, const char *key, char *out, int out_len) {
-    const int pending = event_listener.pending.load();
+const char *completion_key(int kind) {
+    switch (kind) {
+    case KY_PENDING_TRAJECTORY: return "current_trajectory_state";
+    case KY_PENDING_PROGRAM: return "program_run_finish";
+    default: return nullptr;
+    }
+}
+
+void clear_slot(ky_fifo *fifo, int i) {
+    std::memset(&fifo->slots[i], 0, sizeof fifo->slots[i]);
+    fifo->order[i] = 0;
+}
+
+// True when a wait in progress would take the line in slot `i`.
+bool wanted(const ky_fifo *fifo, int i) {
+    const ky_fifo_slot &slot = fifo->slots[i];
+    return std::any_of(fifo->waiters.begin(), fifo->waiters.end(), [&](const ky::FifoWaiter *w) {
+        return fifo->order[i] > w->after && std::strcmp(slot.key, w->key) == 0;
+    });
+}
+
+// Scans the slots in index order for a line under `key` filed after `after`; the caller
+// holds fifo->mutex.
+int take_locked(ky_fifo *fifo, const char *key, uint64_t after, char *out, int out_len) {
     for (int i = 0; i < ky::kFifoSlots; ++i) {
         ky_fifo_slot &slot = fifo->slots[i];
         if (!slot.used) continue;
-        // A completion line that a non-blocking command announced belongs to the event
-        // callback, which already had it: drop it once, and this look finds nothing.
-        if ((pending == KY_PENDING_TRAJECTORY && std::strcmp(slot.key, "current_trajectory_state") == 0) ||
-            (pending == KY_PENDING_PROGRAM && std::strcmp(slot.key, "program_run_finish") == 0)) {
-            clear_slot(slot);
-            event_listener.pending.store(KY_PENDING_NONE);
-            return -1;
-        }
-        if (std::strcmp(slot.key, key) == 0) {
+        if (fifo->order[i] > after && std::strcmp(slot.key, key) == 0) {
             // The copy is bounded by the caller's buffer; the stored length is returned.
-            int length = static_cast<int>(slot.length);
+            const int length = static_cast<int>(slot.length);
             if (out != nullptr && out_len > 0) {
                 size_t n = strnlen(slot.text, sizeof slot.text);
                 if (n > static_cast<size_t>(out_len - 1)) n = static_cast<size_t>(out_len - 1);
                 std::memcpy(out, slot.text, n);
                 out[n] = '\0';
             }
-            clear_slot(slot);
+            t_last_taken = fifo->order[i];
+            clear_slot(fifo, i);
             return length;
         }
         ky_log_debug("i is %d command is %s\n", i, slot.key);
@@ -49,66 +68,134 @@ int take_locked(ky_fifo *fifo, const char *key, char *out, int out_len) {
     return -1;
 }
 
+// The slot a new line goes to: the first free one, or the first whose line is more than 50
+// lines old and wanted by nobody; when all are taken, the oldest line no wait wants, and
+// only when every line is wanted, the oldest of all.
+int choose_slot(ky_fifo *fifo, uint64_t now) {
+    for (int i = 0; i < ky::kFifoSlots; ++i) {
+        const ky_fifo_slot &slot = fifo->slots[i];
+        if (!slot.used || (now - slot.stamp > ky::kFifoStaleAge && !wanted(fifo, i))) return i;
+    }
+    int oldest = -1, oldest_unwanted = -1;
+    for (int i = 0; i < ky::kFifoSlots; ++i) {
+        if (oldest < 0 || fifo->order[i] < fifo->order[oldest]) oldest = i;
+        if (!wanted(fifo, i) && (oldest_unwanted < 0 || fifo->order[i] < fifo->order[oldest_unwanted])) {
+            oldest_unwanted = i;
+        }
+    }
+    return oldest_unwanted >= 0 ? oldest_unwanted : oldest;
+}
+
+// True (and the announcement consumed) when the line under `key` with arrival order
+// `order` is a completion line that an accepted non-blocking command announced.
+bool consume_announced(ky_fifo *fifo, const char *key, uint64_t order) {
+    for (auto it = fifo->pending.begin(); it != fifo->pending.end(); ++it) {
+        if (order > it->after && std::strcmp(it->key, key) == 0) {
+            fifo->pending.erase(it);
+            return true;
+        }
+    }
+    return false;
+}
+
 void raise_event(const ky_event_data &data) {
-    ky_event_callback cb = event_listener.callback.load();
+    ky_event_callback cb = g_event_callback.load();
     if (cb != nullptr) cb(data);
 }
 
 }  // namespace
 
 extern "C" KY_API void ky_get_arm_event_call_back(ky_event_callback callback) {
-    if (callback != nullptr) event_listener.callback.store(callback);
+    if (callback != nullptr) g_event_callback.store(callback);
 }
 
-void ky::set_pending_event(int kind) { event_listener.pending.store(kind); }
-int ky::pending_event() { return event_listener.pending.load(); }
+uint64_t ky::arrival_now() { return g_arrival.load(); }
+
+ky::CallScope::CallScope() {
+    if (t_scope_depth++ == 0) t_scope_start = g_arrival.load();
+}
+ky::CallScope::~CallScope() { --t_scope_depth; }
+
+uint64_t ky::call_start() { return t_scope_depth > 0 ? t_scope_start : 0; }
+uint64_t ky::last_taken_order() { return t_last_taken; }
 
 int get_str_from_fifo(ky_fifo *fifo, const char *key, char *out, int out_len) {
     if (fifo == nullptr || key == nullptr) return -1;
     std::lock_guard<std::mutex> lock(fifo->mutex);
-    return take_locked(fifo, key, out, out_len);
+    return take_locked(fifo, key, ky::call_start(), out, out_len);
 }
 
-int ky::fifo_wait(ky_fifo *fifo, const char *key, char *out, int out_len,
+int ky::fifo_wait(ky_fifo *fifo, const char *key, char *out, int out_len, uint64_t after,
                   std::chrono::steady_clock::time_point deadline) {
     if (fifo == nullptr || key == nullptr) return -1;
     std::unique_lock<std::mutex> lock(fifo->mutex);
-    for (;;) {
-        int r = take_locked(fifo, key, out, out_len);
-        if (r >= 0) return r;
+    FifoWaiter self{key, after};
+    fifo->waiters.push_back(&self);
+    int r = take_locked(fifo, key, after, out, out_len);
+    while (r < 0) {
         if (fifo->filed.wait_until(lock, deadline) == std::cv_status::timeout) {
-            return take_locked(fifo, key, out, out_len);
+            r = take_locked(fifo, key, after, out, out_len);
+            break;
         }
+        r = take_locked(fifo, key, after, out, out_len);
+    }
+    fifo->waiters.erase(std::find(fifo->waiters.begin(), fifo->waiters.end(), &self));
+    return r;
+}
+
+void ky::announce_completion(ky_fifo *fifo, int kind, uint64_t after) {
+    const char *key = completion_key(kind);
+    if (fifo == nullptr || key == nullptr) return;
+    std::lock_guard<std::mutex> lock(fifo->mutex);
+    // The completion may already be filed (a short motion): the earliest one after the
+    // acceptance is the announced line.
+    int found = -1;
+    for (int i = 0; i < kFifoSlots; ++i) {
+        if (fifo->slots[i].used && fifo->order[i] > after && std::strcmp(fifo->slots[i].key, key) == 0 &&
+            (found < 0 || fifo->order[i] < fifo->order[found])) {
+            found = i;
+        }
+    }
+    if (found >= 0) {
+        clear_slot(fifo, found);
+    } else {
+        // A controller that never reports must not make the list grow without bound.
+        if (fifo->pending.size() >= static_cast<size_t>(kFifoSlots)) fifo->pending.pop_front();
+        fifo->pending.push_back({key, after});
     }
 }
 
+int ky::pending_completions(ky_fifo *fifo) {
+    if (fifo == nullptr) return 0;
+    std::lock_guard<std::mutex> lock(fifo->mutex);
+    return static_cast<int>(fifo->pending.size());
+}
+
+void ky::fifo_reset(ky_fifo *fifo) {
+    if (fifo == nullptr) return;
+    std::lock_guard<std::mutex> lock(fifo->mutex);
+    for (int i = 0; i < kFifoSlots; ++i) clear_slot(fifo, i);
+    fifo->pending.clear();
+}
+
 void add_str_to_fifo(ky_handle *handle, const char *line, int length) {
-    if (handle == nullptr || handle->fifo == nullptr) return;
+    if (handle == nullptr || handle->fifo == nullptr || line == nullptr) return;
     ky_fifo *fifo = handle->fifo;
     if (length < 0) length = 0;
 
+    ky::JsonDoc doc(line);
     std::unique_lock<std::mutex> lock(fifo->mutex);
     const uint64_t now = ++fifo->counter;
-    int chosen = -1;
-    for (int i = 0; i < ky::kFifoSlots; ++i) {
-        const ky_fifo_slot &slot = fifo->slots[i];
-        if (!slot.used || now - slot.stamp > ky::kFifoStaleAge) {
-            chosen = i;
-            break;
-        }
-    }
-    // Every slot holds a line younger than 50 lines: this one is dropped.
-    if (chosen < 0) return;
+    const uint64_t order = ++g_arrival;
     lock.unlock();
+    if (!doc) return;  // not JSON: counted, never stored
 
-    ky::JsonDoc doc(line);
-    if (!doc) return;
     const char *key = MIO_JSON_GetObjectItemString(doc.root, "command");
     if (key == nullptr) key = MIO_JSON_GetObjectItemString(doc.root, "state");
 
     bool have_event = false;
     ky_event_data event{};
-    int store_at = chosen;
+    bool sample = false;
     if (key != nullptr) {
         if (std::strcmp(key, "current_trajectory_state") == 0) {
             event.handle_id = ky::load_field(handle->robot.id);
@@ -142,13 +229,18 @@ void add_str_to_fifo(ky_handle *handle, const char *line, int length) {
         int total = drag_teach_total_num.load();
         ky_log_debug("drag_teach_count:  %d  drag_teach_total_num: %d\n", count, total);
         if (count != 0 && count == total) drag_teach_save_complete = 1;
-        int dof = ky::load_field(handle->robot.dof);
-        if (dof > 0 && dof < ky::kFifoSlots) store_at = dof;
+        sample = true;
     }
 
     if (have_event) raise_event(event);
 
     lock.lock();
+    if (have_event && consume_announced(fifo, key, order)) return;  // the event callback had it
+    int store_at = choose_slot(fifo, now);
+    if (sample) {
+        const int dof = ky::load_field(handle->robot.dof);
+        if (dof > 0 && dof < ky::kFifoSlots) store_at = dof;
+    }
     ky_fifo_slot &slot = fifo->slots[store_at];
     // Key and text are cut to their fields (53 and 10239 characters) and always terminated,
     // so an over-long line or key never overflows a slot; a cut line fails to parse later.
@@ -163,6 +255,7 @@ void add_str_to_fifo(ky_handle *handle, const char *line, int length) {
     slot.stamp = now;
     slot.length = static_cast<uint32_t>(length);
     slot.used = 1;
+    fifo->order[store_at] = order;
     lock.unlock();
     fifo->filed.notify_all();
 }

@@ -71,9 +71,19 @@ void ky::split_and_file(ky_handle *handle, char *text, int first_read_len) {
     }
 }
 
+// Appends the bytes of one read to the text being assembled. NUL bytes are left out: a
+// controller that frames its lines like our requests ("\r\n" and a NUL) ends each line in
+// LF as a C string, and the line must count as complete.
+static void append_read(std::string &pending, const char *bytes, size_t n) {
+    for (size_t i = 0; i < n; ++i) {
+        if (bytes[i] != '\0') pending.push_back(bytes[i]);
+    }
+}
+
 int thread_socket_receive() {
     struct Stream {
         ky_handle *owner = nullptr;
+        int fd = -1;
         std::string pending;
         int first_read = 0;
     };
@@ -111,6 +121,7 @@ int thread_socket_receive() {
             const int slot = slot_of[k];
             ky_handle *h = nullptr;
             ssize_t n = -1;
+            bool closed = false;
             {
                 // Read under the registry mutex, and only if the slot still holds the robot
                 // whose descriptor was polled: a robot deleted meanwhile may have had its
@@ -119,18 +130,24 @@ int thread_socket_receive() {
                 h = gHandleList[slot];
                 if (h == nullptr || h->socket == nullptr || h->socket->fd.load() != fds[k].fd) continue;
                 n = ::recv(fds[k].fd, buf.data(), kReadSize, MSG_DONTWAIT);
-                if (n == 0) {
+                // A reset or broken connection ends it as a close does (it would otherwise
+                // report readable forever).
+                closed = n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR);
+                if (closed) {
                     ky_log_error("服务器已关闭!\n");
+                    ky_log_warn("[thread_socket_receive] robot %d: connection to %s:%d closed by the controller\n",
+                                ky::load_field(h->robot.id), h->socket->ip, h->socket->port);
                     h->socket->fd = -1;
+                    h->connection = KY_CONNECTION_CLOSED;
                 }
             }
             Stream &s = streams[slot];
-            if (s.owner != h) {
-                s.owner = h;
+            if (s.owner != h || s.fd != fds[k].fd) {
+                s.owner = h;  // another robot, or a new connection of the same one
+                s.fd = fds[k].fd;
                 s.pending.clear();
             }
-            if (n < 0) continue;
-            if (n == 0) {
+            if (closed) {
                 // The peer closed: what it sent last still counts as one text.
                 if (!s.pending.empty()) {
                     std::string text = std::move(s.pending);
@@ -139,9 +156,10 @@ int thread_socket_receive() {
                 }
                 continue;
             }
+            if (n < 0) continue;
             if (s.pending.empty()) s.first_read = static_cast<int>(n);
-            s.pending.append(buf.data(), static_cast<size_t>(n));
-            if (s.pending.back() == '\n') {
+            append_read(s.pending, buf.data(), static_cast<size_t>(n));
+            if (!s.pending.empty() && s.pending.back() == '\n') {
                 std::string text = std::move(s.pending);
                 s.pending.clear();
                 ky::split_and_file(h, text.data(), s.first_read);

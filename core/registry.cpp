@@ -3,15 +3,19 @@
 
 #include <pthread.h>
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
 
+#include "core/fifo.h"
 #include "core/receiver.h"
-#include "realtime/udp.h"
 
 ky_handle *gHandleList[KY_MAX_ROBOTS] = {};
 std::atomic<int> g_mode{2};
@@ -24,9 +28,16 @@ KY_API int m_nOutTime_max = 1000;
 
 namespace {
 
-pthread_rwlock_t g_rwlock = PTHREAD_RWLOCK_INITIALIZER;
+// The registry lock lets writers in: a waiting create, delete or destroy goes before readers
+// that arrive after it, so command traffic on other threads never starves it. A thread that
+// already holds the read lock takes it again without touching the lock (a command inside a
+// command), which a writer-preferring lock would otherwise deadlock on.
+pthread_rwlock_t g_rwlock = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
+thread_local int t_read_depth = 0;
 pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
 std::thread g_receive_thread;
+std::mutex g_registry_mutex;
+ky::RealtimeLayer g_realtime{};
 // Records of deleted robots: kept readable (id 0) until ky_destory frees them.
 std::vector<ky_handle *> g_retired;
 
@@ -37,24 +48,56 @@ void free_record(ky_handle *h) {
     delete h;
 }
 
+// Frees a record nobody uses any more; one still in use (a creation synchronising without
+// the registry lock) is freed by its last user. Caller holds the write lock.
+void release_record(ky_handle *h) {
+    if (h->users.load() > 0) {
+        h->orphaned = true;
+        return;
+    }
+    free_record(h);
+}
+
 void set_slot(int i, ky_handle *h) {
     std::lock_guard<std::mutex> lock(ky::registry_mutex());
     gHandleList[i] = h;
 }
 
+// Ends the library's threads when the host program exits without ky_destory (or through
+// exit() anywhere): a running std::thread must not be destroyed joinable.
+void stop_threads_at_exit() {
+    should_exit = true;
+    ky::wake_receiver();
+    if (g_receive_thread.joinable()) {
+        if (g_receive_thread.get_id() == std::this_thread::get_id()) {
+            g_receive_thread.detach();  // exit() called from a callback on the receive thread
+        } else {
+            g_receive_thread.join();
+        }
+    }
+    if (g_realtime.stop) g_realtime.stop();
+}
+
 }  // namespace
 
-std::mutex &ky::registry_mutex() {
-    static std::mutex m;
-    return m;
+std::mutex &ky::registry_mutex() { return g_registry_mutex; }
+
+bool ky::register_realtime_layer(const RealtimeLayer &layer) {
+    g_realtime = layer;
+    return true;
 }
+const ky::RealtimeLayer &ky::realtime_layer() { return g_realtime; }
 
 void ky_rwlock_init() {
     // The lock is statically initialised; re-initialising a lock that other threads may
     // hold would be undefined, so this only documents the step of ky_init.
 }
-void ky_rdlock_lock() { pthread_rwlock_rdlock(&g_rwlock); }
-void ky_rdlock_unlock() { pthread_rwlock_unlock(&g_rwlock); }
+void ky_rdlock_lock() {
+    if (t_read_depth++ == 0) pthread_rwlock_rdlock(&g_rwlock);
+}
+void ky_rdlock_unlock() {
+    if (t_read_depth > 0 && --t_read_depth == 0) pthread_rwlock_unlock(&g_rwlock);
+}
 void ky_wrlock_lock() { pthread_rwlock_wrlock(&g_rwlock); }
 void ky_wrlock_unlock() { pthread_rwlock_unlock(&g_rwlock); }
 void ky_mutex_lock() { pthread_mutex_lock(&g_mutex); }
@@ -98,6 +141,8 @@ extern "C" {
 KY_API const char *ky_api_version(void) { return "1.0.3.t5"; }
 
 KY_API int ky_init(int mode) {
+    static const bool exit_hook = std::atexit(stop_threads_at_exit) == 0;
+    (void)exit_hook;
     ky_rwlock_init();
     g_mode = mode;
     {
@@ -113,7 +158,6 @@ KY_API int ky_init(int mode) {
         ky_wrlock_unlock();
     }
     should_exit = false;
-    ky::set_pending_event(KY_PENDING_NONE);  // a new run expects no completion line
     if (mode != 1 && mode != 2) return 0;
     if (g_receive_thread.joinable()) return 0;  // already running
     if (!ky::receiver_open_wake()) {
@@ -127,7 +171,7 @@ KY_API int ky_init(int mode) {
         return -1;
     }
     // The UDP thread logs its own failure; the receive thread is left running then.
-    if (mode == 2 && !ky::udp_start()) return -1;
+    if (mode == 2 && g_realtime.start && !g_realtime.start()) return -1;
     return 0;
 }
 
@@ -156,16 +200,32 @@ KY_API ky_robot_handle *ky_create_robot_arm(const char *ip, int port) {
     if (connected) {
         h->id = static_cast<uint32_t>(slot + 1);
         h->robot.id = slot + 1;
+        h->connection = KY_CONNECTION_CONNECTED;
+        h->generation = 1;
     }
     set_slot(slot, h);
     if (connected) {
         std::memset(h->socket->ip, 0, sizeof h->socket->ip);
         std::strncpy(h->socket->ip, ip, 16);
+        // The record must outlive the synchronisation, which runs without the write lock
+        // while other threads may delete the robot or end the library.
+        ++h->users;
         ky_wrlock_unlock();
         ky::wake_receiver();
-        int r = ky_sync_robot_info(&h->robot);
+        int r = ky::sync_robot(h);
         ky_algo_arm_state_set(&h->robot);
         ky_wrlock_lock();
+        --h->users;
+        if (h->orphaned) {
+            // ky_destory ran meanwhile: nothing of this robot is left to hand out.
+            if (h->users.load() == 0) {
+                std::erase(g_retired, h);
+                free_record(h);
+            }
+            ky_wrlock_unlock();
+            ky_log_error("[ky_create_robot_arm] get robot info err!\n");
+            return nullptr;
+        }
         if (r == 0) {
             ky_wrlock_unlock();
             return &h->robot;
@@ -204,17 +264,23 @@ KY_API int ky_destory(void) {
     should_exit = true;
     ky::wake_receiver();
     if (g_receive_thread.joinable()) g_receive_thread.join();
-    ky::udp_stop();
+    if (g_realtime.stop) g_realtime.stop();
     ky::receiver_close_wake();
     ky_wrlock_lock();
     for (int i = 0; i < KY_MAX_ROBOTS; ++i) {
         if (ky_handle *h = gHandleList[i]) {
             set_slot(i, nullptr);
-            free_record(h);
+            h->socket->close(h->socket);
+            g_retired.push_back(h);
         }
     }
-    for (ky_handle *h : g_retired) free_record(h);
-    g_retired.clear();
+    // Records still used by a creation in progress stay until that creation lets go.
+    std::vector<ky_handle *> in_use;
+    for (ky_handle *h : g_retired) {
+        if (h->users.load() > 0) in_use.push_back(h);
+        release_record(h);
+    }
+    g_retired = std::move(in_use);
     ky_wrlock_unlock();
     return 0;
 }
@@ -243,6 +309,66 @@ KY_API int ky_get_robot_info(ky_robot_handle *robot_handle, ky_robot_info *info)
         info->force_type = h->robot.force_type;
     }
     return h->robot.dof == 0 ? -2 : 0;
+}
+
+}  // extern "C"
+
+// ------------------------------------------------------------ connection state, reconnect
+extern "C" {
+
+KY_API int ky_get_connection_state(ky_robot_handle *robot_handle) {
+    ky::ReadLock lock;
+    ky_handle *h = ky_get_ky_handle_by_robot_handle(robot_handle);
+    return h == nullptr ? -1 : h->connection.load();
+}
+
+KY_API int ky_reconnect_robot_arm(ky_robot_handle *robot_handle) {
+    static const char *tag = "ky_reconnect_robot_arm";
+    ky::CallScope scope;
+    // The read lock keeps the record registered for the whole reconnect; a delete waits.
+    ky::ReadLock lock;
+    ky_handle *h = ky_get_ky_handle_by_robot_handle(robot_handle);
+    if (h == nullptr) return -1;
+    const unsigned seen = h->generation.load();
+    std::lock_guard<std::mutex> one_at_a_time(h->reconnect_mutex);
+    if (h->generation.load() != seen && h->connection.load() == KY_CONNECTION_CONNECTED &&
+        ky::load_field(h->robot.id) > 0) {
+        return 0;  // another thread reconnected this robot while we waited
+    }
+
+    ky_socket_handle *fresh = ky_socket_handle_init(h->socket->ip, h->socket->port);
+    if (fresh == nullptr || fresh->connect(fresh) < 1) {
+        ky_socket_handle_destroy(fresh);
+        ky_log_error("[%s] socket connect err!\n", tag);
+        return -2;
+    }
+    int old = -1;
+    {
+        // The receive thread reads a robot's descriptor under this mutex only.
+        std::lock_guard<std::mutex> slots(ky::registry_mutex());
+        old = h->socket->os_fd.exchange(fresh->os_fd.exchange(-1));
+        h->socket->fd = fresh->fd.load();
+    }
+    ky_socket_handle_destroy(fresh);
+    if (old >= 0) ::close(old);
+    ky::fifo_reset(h->fifo);  // what the old connection left is no reply to anything now
+    h->connection = KY_CONNECTION_CONNECTED;
+    ++h->generation;
+    ky::wake_receiver();
+    ky_log_info("[%s] robot %d reconnected to %s:%d\n", tag, ky::load_field(h->robot.id), h->socket->ip,
+                h->socket->port);
+
+    const int slot = static_cast<int>(std::find(std::begin(gHandleList), std::end(gHandleList), h) -
+                                      std::begin(gHandleList));
+    if (ky::sync_robot(h) != 0) {
+        ky_log_error("[%s] get robot info err!\n", tag);
+        ky::store_field(h->robot.id, -1);
+        return -3;
+    }
+    ky_algo_arm_state_set(&h->robot);
+    h->id = static_cast<uint32_t>(slot + 1);
+    ky::store_field(h->robot.id, slot + 1);
+    return 0;
 }
 
 }  // extern "C"

@@ -2,6 +2,7 @@
 #pragma once
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 #include "core/fifo.h"
 #include "core/socket.h"
@@ -13,6 +14,15 @@ struct ky_handle {
     ky_socket_handle *socket;
     ky_fifo *fifo;
     ky_robot_handle robot;
+    // Beyond the record's documented fields: the connection state the receive thread
+    // keeps (KY_CONNECTION_*), calls that use the record without the registry lock (a
+    // creation while it synchronises), and the reconnect bookkeeping.
+    std::atomic<int> connection{KY_CONNECTION_NEVER};
+    std::atomic<int> users{0};
+    bool orphaned = false;         // freed by the last user: the library ended under it
+    std::mutex reconnect_mutex;    // one reconnect at a time per robot
+    std::atomic<unsigned> generation{0};  // connections made so far
+    int push_port_added = 0;       // push port handed to the UDP receiver (0: none)
 };
 
 constexpr int KY_MAX_ROBOTS = 5;
@@ -73,6 +83,20 @@ inline void store_field(int32_t &f, int32_t v) { __atomic_store_n(&f, v, __ATOMI
 
 // Wakes the receive thread so it polls the registry's current sockets.
 void wake_receiver();
+
+// What the core needs from the realtime layer, registered by that layer: starting and
+// stopping the UDP thread and handing it a robot's push port. Unset entries do nothing.
+struct RealtimeLayer {
+    bool (*start)();
+    void (*stop)();
+    int (*add_port)(int port);
+};
+bool register_realtime_layer(const RealtimeLayer &layer);
+const RealtimeLayer &realtime_layer();
+
+// Connection-time synchronisation of `h`'s robot record; on a reconnect the push port is
+// handed to the UDP receiver only when it changed.
+int sync_robot(ky_handle *h);
 }  // namespace ky
 
 template <class Fn>

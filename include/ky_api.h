@@ -1117,6 +1117,36 @@ KY_API ky_pose ky_algo_rotate_move(ky_pose pose, int axis, float angle, ky_pose 
  *  tool's axes). Another value, or a null offset, returns the pose unchanged. */
 KY_API ky_pose ky_algo_pose_move(ky_pose pose, const float offset[6], int frame);
 
+/* ================================================ Connection state and reconnect
+ *
+ * Beyond the handle's life cycle above: what became of its TCP connection, and a way to
+ * bring the same handle back after the controller rebooted or a cable was pulled (same
+ * handle pointer and id, callbacks and UDP push registration kept).
+ */
+#define KY_CONNECTION_NEVER 0     /**< never connected (creation could not connect) */
+#define KY_CONNECTION_CONNECTED 1 /**< connected */
+#define KY_CONNECTION_CLOSED 2    /**< the controller closed the connection (or it broke) */
+
+/** Connection state of a robot: KY_CONNECTION_NEVER, KY_CONNECTION_CONNECTED or
+ *  KY_CONNECTION_CLOSED; -1 when the handle is not registered. In modes 1 and 2 the receive
+ *  thread marks the connection closed the moment it sees the peer close (and logs it); in
+ *  mode 0 the calling thread notices it while it reads a reply. Never blocks on the wire. */
+KY_API int ky_get_connection_state(ky_robot_handle *robot_handle);
+
+/** Reconnects a registered robot to the address and port it was created with, then runs
+ *  the creation's synchronisation queries again (identity, push configuration, frames,
+ *  installation pose, joint limits) and reloads the algorithm state from them. The handle
+ *  keeps its pointer, its id (set to the slot number again, also after a failed creation),
+ *  the callbacks and its UDP push registration; lines received on the old connection are
+ *  forgotten. Blocks for the connect (at most about 3 s) and the queries (their time-outs).
+ *  Safe to call from several threads: a call that waited for another reconnect of the
+ *  same robot returns 0 when that one succeeded.
+ *  Returns 0 connected and synchronised; -1 the handle is not registered; -2 the connection
+ *  could not be made (the robot stays KY_CONNECTION_CLOSED / KY_CONNECTION_NEVER); -3
+ *  connected but a synchronisation query failed (the robot's id is then -1, as after a
+ *  failed creation; commands can still be sent). */
+KY_API int ky_reconnect_robot_arm(ky_robot_handle *robot_handle);
+
 #ifdef __cplusplus
 }
 #endif

@@ -3,10 +3,19 @@
 #include <cstring>
 
 #include "core/exchange.h"
+#include "core/fifo.h"
 #include "core/json.h"
 #include "core/registry.h"
+#include "realtime/udp.h"
 
 namespace {
+
+// The realtime layer hands the core its UDP receiver's life cycle and port table. The
+// registration lives in this file because every program that creates a robot links it
+// (the connection's synchronisation reads the push configuration), so a static link never
+// leaves the UDP receiver out.
+[[maybe_unused]] const bool g_realtime_registered =
+    ky::register_realtime_layer({&ky::udp_start, &ky::udp_stop, &ky::udp_add_port});
 
 using Custom = decltype(ky_realtime_push_config::custom);
 struct CustomBlock {
@@ -39,6 +48,7 @@ cJSON *custom_object(const ky_realtime_push_config &c) {
 extern "C" {
 
 KY_API int ky_set_realtime_push(ky_robot_handle *robot_handle, const ky_realtime_push_config *config) {
+    ky::CallScope scope;
     static const char *tag = "ky_set_realtime_push";
     if (config == nullptr) return -1;
     const bool force = has_force_sensor(robot_handle);
@@ -56,6 +66,7 @@ KY_API int ky_set_realtime_push(ky_robot_handle *robot_handle, const ky_realtime
 }
 
 KY_API int ky_get_realtime_push(ky_robot_handle *robot_handle, ky_realtime_push_config *config) {
+    ky::CallScope scope;
     static const char *tag = "ky_get_realtime_push";
     const bool force = has_force_sensor(robot_handle);
     ky::Req req("get_realtime_push");

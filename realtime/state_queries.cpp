@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/exchange.h"
+#include "core/fifo.h"
 #include "core/registry.h"
 #include "core/units.h"
 
@@ -50,6 +51,7 @@ int milli_values(ky_robot_handle *robot, const char *tag, const char *command, c
 extern "C" {
 
 KY_API int ky_get_current_arm_state(ky_robot_handle *robot_handle, ky_current_arm_state *state) {
+    ky::CallScope scope;
     json_parse_item items[] = {ky::parse_int("arm_err"), ky::parse_int("sys_err"), dof_ints("joint"),
                                ky::parse_ints("pose", 6)};
     int r = query(robot_handle, "ky_get_current_arm_state", "get_current_arm_state", "current_arm_state", items);
@@ -63,10 +65,12 @@ KY_API int ky_get_current_arm_state(ky_robot_handle *robot_handle, ky_current_ar
 }
 
 KY_API int ky_get_joint_degree(ky_robot_handle *robot_handle, float *joints) {
+    ky::CallScope scope;
     return milli_values(robot_handle, "ky_get_joint_degree", "get_joint_degree", "joint_degree", "joint", joints);
 }
 
 KY_API int ky_get_arm_all_state(ky_robot_handle *robot_handle, ky_arm_all_state *state) {
+    ky::CallScope scope;
     json_parse_item items[] = {dof_ints("temperature"), dof_ints("current"), dof_ints("voltage"),
                                dof_ints("err_flag"), dof_ints("en_flag"), ky::parse_int("sys_err")};
     int r = query(robot_handle, "ky_get_arm_all_state", "get_arm_all_state", "arm_all_state", items);
@@ -81,16 +85,19 @@ KY_API int ky_get_arm_all_state(ky_robot_handle *robot_handle, ky_arm_all_state 
 }
 
 KY_API int ky_get_current_joint_temperature(ky_robot_handle *robot_handle, float *values) {
+    ky::CallScope scope;
     return milli_values(robot_handle, "ky_get_current_joint_temperature", "get_current_joint_temperature",
                         "current_joint_temperature", "joint_temperature", values);
 }
 
 KY_API int ky_get_current_joint_current(ky_robot_handle *robot_handle, float *values) {
+    ky::CallScope scope;
     return milli_values(robot_handle, "ky_get_current_joint_current", "get_current_joint_current",
                         "current_joint_current", "joint_current", values);
 }
 
 KY_API int ky_get_current_joint_voltage(ky_robot_handle *robot_handle, float *values) {
+    ky::CallScope scope;
     return milli_values(robot_handle, "ky_get_current_joint_voltage", "get_current_joint_voltage",
                         "current_joint_voltage", "joint_voltage", values);
 }

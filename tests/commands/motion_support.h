@@ -83,8 +83,6 @@ struct Arm {
     ky_robot_handle *robot = nullptr;
     explicit Arm(int mode = 1, const std::string &product = "KY6A-B", int out_time = 100)
         : lib(mode, out_time, 300) {
-        // The pending-event kind is process-wide: start each case without one.
-        ky::set_pending_event(KY_PENDING_NONE);
         robot = kytest::connect(fake, product);
         fake.clear_received();
     }

@@ -19,6 +19,8 @@ namespace {
 
 class ReceiveTest : public kytest::ConnectedTest<1> {
 protected:
+    // The test body is one call: its waits see every line pushed from the start on.
+    ky::CallScope scope;
     // Waits for a line under `key` without sending anything.
     int wait(const char *key, ky::Reply &reply, int ms = 300) { return ky::wait_line(robot, "t", key, reply, ms); }
 };
@@ -83,40 +85,68 @@ TEST_F(ReceiveTest, ShortAndMalformedInputIsDroppedWithoutHarm) {
     EXPECT_TRUE(log.contains("Error: 'point' is not an array."));
 }
 
-// FIFO capacity, driven directly (mode 0 has no receive thread to race with).
-TEST(Fifo, FullFifoDropsNewLinesUntilTheOldestAreMoreThanFiftyLinesOld) {
-    kytest::Library lib(0);
+// FIFO capacity and arrival order, driven directly (mode 0 has no receive thread to race with).
+class Fifo : public ::testing::Test {
+protected:
+    kytest::Library lib{0};
     FakeController fake;
-    ky_robot_handle *robot = kytest::connect(fake);
-    ASSERT_EQ(robot->id, 1);
-    ky_rdlock_lock();
-    ky_handle *h = ky_get_ky_handle_by_robot_handle(robot);
-    ky_rdlock_unlock();
-    auto file = [&](const std::string &key) {
+    ky_handle *h = nullptr;
+    void SetUp() override {
+        ky_robot_handle *robot = kytest::connect(fake);
+        ASSERT_EQ(robot->id, 1);
+        ky::ReadLock lock;
+        h = ky_get_ky_handle_by_robot_handle(robot);
+    }
+    void file(const std::string &key) {
         std::string line = R"({"command":")" + key + "\"}";
         add_str_to_fifo(h, line.c_str(), static_cast<int>(line.size()));
-    };
-    auto take = [&](const std::string &key) {
+    }
+    int take(const std::string &key) {
         char out[64] = {};
         return get_str_from_fifo(h->fifo, key.c_str(), out, sizeof out);
-    };
-    for (int i = 0; i < 21; ++i) file("n" + std::to_string(i));
-    EXPECT_EQ(take("n20"), -1);  // found all 20 slots taken
-    EXPECT_GT(take("n19"), 0);
-    for (int i = 0; i < 19; ++i) EXPECT_GT(take("n" + std::to_string(i)), 0) << i;
+    }
+};
 
-    for (int i = 0; i < 20; ++i) file("m" + std::to_string(i));
-    for (int i = 0; i < 30; ++i) file("filler");  // dropped: nothing is stale yet
-    file("early");                                // m0 is exactly 50 lines old: dropped
-    file("late");                                 // m0 is 51 lines old: overwritten
-    EXPECT_EQ(take("early"), -1);
-    EXPECT_EQ(take("m0"), -1);
-    EXPECT_GT(take("late"), 0);
-    EXPECT_GT(take("m1"), 0);
-    EXPECT_EQ(take("filler"), -1);
+TEST_F(Fifo, FullFifoEvictsTheOldestLineNobodyWaitsFor) {
+    // A burst of unsolicited lines never costs the reply that follows it.
+    for (int i = 0; i < 45; ++i) file("push" + std::to_string(i));
+    file("reply");
+    EXPECT_GT(take("reply"), 0);
+    EXPECT_EQ(take("push0"), -1);   // evicted, oldest first
+    EXPECT_EQ(take("push25"), -1);
+    EXPECT_GT(take("push26"), 0);   // the 19 newest pushes are still there
+    EXPECT_GT(take("push44"), 0);
+
+    // A line a wait in progress wants survives a flood that fills every other slot.
+    ky::FifoWaiter waiting{"wanted", ky::arrival_now()};
+    {
+        std::lock_guard<std::mutex> lock(h->fifo->mutex);
+        h->fifo->waiters.push_back(&waiting);
+    }
+    file("wanted");
+    for (int i = 0; i < 60; ++i) file("flood");
+    {
+        std::lock_guard<std::mutex> lock(h->fifo->mutex);
+        h->fifo->waiters.clear();
+    }
+    EXPECT_GT(take("wanted"), 0);
     // Non-JSON lines count but are never stored.
     file("x\"");
     EXPECT_EQ(take("x"), -1);
+}
+
+TEST_F(Fifo, CallTakesOnlyLinesFiledAfterItBegan) {
+    file("late_reply");  // a reply to a call that already timed out
+    {
+        ky::CallScope call;
+        EXPECT_EQ(take("late_reply"), -1);
+        file("late_reply");
+        {
+            ky::CallScope read_back;  // nested: shares the outer call's start
+            EXPECT_GT(take("late_reply"), 0);
+        }
+    }
+    EXPECT_GT(take("late_reply"), 0);  // outside any call everything is visible
 }
 
 std::atomic<int> g_events{0};
@@ -152,17 +182,26 @@ TEST_F(ReceiveTest, CompletionLinesRaiseEventsAndPendingKindDiscardsOnce) {
         EXPECT_EQ(g_last_event.trajectory_connect, c.expect.trajectory_connect) << c.line;
         EXPECT_EQ(g_last_event.program_id, c.expect.program_id) << c.line;
     }
-    // The lines are also filed; with pending kind 1 the first completion line is dropped.
+    // The lines are also filed. An announced completion goes to the callback only: the
+    // first completion line after the announcement never reaches a waiter, the next does.
+    ky_fifo *fifo = nullptr;
+    {
+        ky::ReadLock lock;
+        fifo = ky_get_ky_handle_by_robot_handle(robot)->fifo;
+    }
     ky::Reply reply;
-    // Two completion lines are filed: with pending kind 1 the first is dropped, the
-    // second reaches the waiter.
-    ky::set_pending_event(KY_PENDING_TRAJECTORY);
+    ky::announce_completion(fifo, KY_PENDING_TRAJECTORY, 0);  // both lines are filed already
     EXPECT_GT(wait("current_trajectory_state", reply, 60), 0);
     EXPECT_STREQ(reply.text(), R"({"state":"current_trajectory_state","device":0})");
-    EXPECT_EQ(ky::pending_event(), KY_PENDING_NONE);
-    ky::set_pending_event(KY_PENDING_PROGRAM);
-    EXPECT_EQ(wait("program_run_finish", reply, 60), -2);
-    EXPECT_EQ(ky::pending_event(), KY_PENDING_NONE);
+    EXPECT_EQ(ky::pending_completions(fifo), 0);
+    ky::announce_completion(fifo, KY_PENDING_PROGRAM, ky::arrival_now());  // not filed yet
+    EXPECT_EQ(ky::pending_completions(fifo), 1);
+    fake.push(R"({"command":"program_run_finish","finish_id":43})");
+    for (int i = 0; i < 200 && ky::pending_completions(fifo) != 0; ++i) std::this_thread::sleep_for(1ms);
+    EXPECT_EQ(ky::pending_completions(fifo), 0);
+    EXPECT_GT(wait("program_run_finish", reply, 60), 0);  // the line filed before it is left
+    EXPECT_STREQ(reply.text(), R"({"command":"program_run_finish","finish_id":42})");
+    EXPECT_EQ(wait("program_run_finish", reply, 60), -2);  // 43 went to the callback only
 }
 
 TEST_F(ReceiveTest, WaiterWakesAsSoonAsItsLineIsFiled) {

@@ -37,7 +37,6 @@ protected:
     ky_robot_handle *robot = nullptr;
 
     void SetUp() override {
-        ky::set_pending_event(KY_PENDING_NONE);
         ASSERT_TRUE(sim.start()) << sim.error();
         robot = ky_create_robot_arm("127.0.0.1", sim.port());
         ASSERT_NE(robot, nullptr);
@@ -69,7 +68,7 @@ TEST_F(MotionSim, TargetOutsideTheLimitsIsRefused) {
     const float target[7] = {400.0f, 0, 0, 0, 0, 0, 0};
     EXPECT_EQ(ky_movej_block(robot, target, 50, 0, 0, 1), 1);
     EXPECT_EQ(ky_movej_nblock(robot, target, 50, 0, 0), 1);
-    EXPECT_EQ(ky::pending_event(), KY_PENDING_NONE);
+    EXPECT_EQ(kytest::pending_completions(robot), 0);
 }
 
 TEST_F(MotionSim, NonBlockingMoveRaisesTheEventCallback) {

@@ -13,11 +13,6 @@ using namespace std::chrono_literals;
 namespace {
 
 class RealtimeSim : public kytest::SimTest {
-protected:
-    void SetUp() override {
-        kytest::SimTest::SetUp();
-        ky::set_pending_event(KY_PENDING_NONE);
-    }
 };
 
 TEST_F(RealtimeSim, CallbackRecordsMatchTheSimulatedArm) {

@@ -1,5 +1,8 @@
 #include "support/test_util.h"
 
+#include "core/fifo.h"
+#include "core/registry.h"
+
 #include <cjson/cJSON.h>
 
 #include <cstdarg>
@@ -72,6 +75,12 @@ std::string member_of(const std::string &request, const std::string &key) {
         cJSON_Delete(root);
     }
     return out;
+}
+
+int pending_completions(ky_robot_handle *robot) {
+    ky::ReadLock lock;
+    ky_handle *h = ky_get_ky_handle_by_robot_handle(robot);
+    return h == nullptr ? -1 : ky::pending_completions(h->fifo);
 }
 
 }  // namespace kytest

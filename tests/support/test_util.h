@@ -50,6 +50,9 @@ protected:
     }
 };
 
+// Completion lines announced by accepted non-blocking moves of `robot` and not seen yet.
+int pending_completions(ky_robot_handle *robot);
+
 // The request line's member `key` printed unformatted (for exact comparisons of one member).
 std::string member_of(const std::string &request, const std::string &key);
 
