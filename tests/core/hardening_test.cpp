@@ -160,7 +160,7 @@ TEST(SeveralRobots, DiscardedCompletionNeverDelaysALineAlreadyFiled) {
 // Replies framed like our own requests ("\r\n" and a NUL), one per read, are complete lines.
 TEST(Framing, RepliesEndingInCrLfNulAreFiled) {
     for (int mode : {1, 2}) {
-        kytest::Library lib(mode, 300, 300);
+        kytest::Library lib(mode, 1000, 1000);
         FakeController fake;
         ky_robot_handle *robot = kytest::connect(fake);
         fake.off("get_joint_max_speed");
