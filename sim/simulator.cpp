@@ -80,6 +80,7 @@ struct Simulator::Impl {
     std::mt19937_64 fault_rng;
     std::list<Client> clients;
     uint64_t commands = 0;
+    uint64_t examined = 0;
     uint64_t push_version = 0;
     std::atomic<uint64_t> datagrams{0};
     std::atomic<bool> stopping{false};
@@ -303,6 +304,7 @@ void Simulator::Impl::read_client(Client &c) {
     // a flood of bare LFs costs no more than a scan).
     auto junk = [](char ch) { return ch == '\0' || ch == ' ' || ch == '\t' || ch == '\r' || ch == '\n'; };
     size_t start = 0, first = 0;  // start of the pending text, its first non-blank byte
+    examined += c.in.size();
     for (size_t pos = c.in.find('\n'); pos != std::string::npos; pos = c.in.find('\n', pos + 1)) {
         const bool crlf = pos > start && c.in[pos - 1] == '\r';
         size_t a = std::max(first, start), b = pos;
@@ -319,6 +321,7 @@ void Simulator::Impl::read_client(Client &c) {
                 continue;
             }
             if (b - a < 2 || b - a > 65536 || c.in[b - 1] != '}') continue;
+            examined += b - a;
             cJSON *probe = cJSON_ParseWithLength(c.in.data() + a, b - a);
             if (probe == nullptr) continue;
             cJSON_Delete(probe);
@@ -550,6 +553,11 @@ int Simulator::client_count() const {
 uint64_t Simulator::commands_received() const {
     std::lock_guard<std::mutex> lk(impl_->m);
     return impl_->commands;
+}
+
+uint64_t Simulator::input_bytes_examined() const {
+    std::lock_guard<std::mutex> lk(impl_->m);
+    return impl_->examined;
 }
 
 void Simulator::broadcast(const std::string &line) {
