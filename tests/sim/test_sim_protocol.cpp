@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -152,6 +153,14 @@ TEST(SimProtocol, RepliesCarryTheNamesAndMembersTheLibraryReads) {
         ASSERT_FALSE(line.empty()) << "no reply \"" << k.reply << "\" to " << k.request;
         EXPECT_TRUE(has_shape(line, k.shape)) << k.request;
     }
+}
+
+// The dispatch table is the families' rows together: a name in two families would leave one row
+// never served.
+TEST(SimProtocol, EachCommandHasOneRowInTheFamilies) {
+    const auto names = ky::sim::served_commands();
+    std::set<std::string> seen;
+    for (const auto &n : names) EXPECT_TRUE(seen.insert(n).second) << n << " has two rows";
 }
 
 TEST(SimProtocol, SevenAxisArmSendsSevenJointValues) {
