@@ -49,6 +49,8 @@ struct Options {
 
     double speed_scale = 1.0;               // > 1 makes every motion that many times faster
     int tick_ms = 2;                        // motion update period
+    // A client whose unsent output grows past this many bytes (it does not read) is disconnected.
+    size_t max_output_bytes = 4 << 20;
     Faults faults;
     uint64_t seed = 0;                      // random seed of the fault draws and noise; 0 = fixed default
     // Receives one line per notable event (client connected, ignored input, ...); may be empty.
@@ -94,6 +96,9 @@ public:
     // ---- connection control
     int client_count() const;
     uint64_t commands_received() const;        // every command line received so far
+    // Bytes of command input the framing has looked at: every received byte once, plus each
+    // complete object probed once at a bare line feed. Stays near the bytes received.
+    uint64_t input_bytes_examined() const;
     void broadcast(const std::string &line);   // sends line + "\r\n" to every client
     void disconnect_clients();                 // closes every client connection now
     void set_faults(const Faults &faults);     // replaces the fault settings

@@ -30,8 +30,10 @@ inline std::string command_of(const std::string &line) {
 
 class TcpClient {
 public:
-    explicit TcpClient(int port) {
+    // `receive_buffer` > 0 shrinks the socket's receive buffer (a reader that falls behind soon).
+    explicit TcpClient(int port, int receive_buffer = 0) {
         fd_ = socket(AF_INET, SOCK_STREAM, 0);
+        if (receive_buffer > 0) setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof receive_buffer);
         sockaddr_in a{};
         a.sin_family = AF_INET;
         a.sin_port = htons(static_cast<uint16_t>(port));
@@ -45,7 +47,11 @@ public:
     bool connected() const { return connected_; }
     // One command as the library sends it: the JSON text, CR LF and a NUL byte.
     void send(const std::string &json) { send_raw(json + std::string("\r\n\0", 3)); }
-    void send_raw(const std::string &bytes) { (void)!::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+    void send_raw(const std::string &bytes) {
+        const ssize_t n = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (n > 0) sent_ += static_cast<size_t>(n);
+    }
+    size_t bytes_sent() const { return sent_; }
 
     // The next line (without CR LF), from the backlog first; "" after `timeout_ms`.
     std::string line(int timeout_ms = 2000) {
@@ -118,6 +124,7 @@ private:
 
     int fd_ = -1;
     bool connected_ = false;
+    size_t sent_ = 0;
     std::string buf_;
     std::deque<std::string> backlog_;
 };

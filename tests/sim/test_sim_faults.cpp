@@ -207,3 +207,81 @@ TEST(SimConcurrency, CommandsMotionPushAndAccessorsRunTogether) {
     EXPECT_GT(sim.datagrams_sent(), 0u);
     sim.stop();
 }
+
+namespace {
+
+// Sends `request` and reads until its reply, dropping every other line (broadcasts).
+bool round_trip(TcpClient &c, const std::string &request, const std::string &reply) {
+    c.send(request);
+    for (std::string l = c.line(); !l.empty(); l = c.line()) {
+        if (command_of(l) == reply) return true;
+    }
+    return false;
+}
+
+struct Misbehaviour {
+    const char *name;
+    int receive_buffer;                                       // of the misbehaving client; 0 default
+    void (*round)(TcpClient &bad, ky::sim::Simulator &sim, int i);
+    const char *finish;                                       // its last bytes, when it stays connected
+    bool dropped;                                             // the server disconnects it
+};
+
+const Misbehaviour kMisbehaviours[] = {
+    // A formatted object that never ends: every piece brings lines ending in "}" that look
+    // like the end of a command.
+    {"unterminated formatted object", 0,
+     [](TcpClient &bad, ky::sim::Simulator &, int i) {
+         std::string piece = i == 0 ? R"({"command":"get_joint_degree","pad":[{})" : "";
+         for (int k = 0; k < 100; ++k) piece += "\n,{}";
+         bad.send_raw(piece);
+     },
+     "]}\r\n", false},
+    // More than the pending bound without a line end: the text is discarded, the client stays.
+    {"pending text past its bound", 0,
+     [](TcpClient &bad, ky::sim::Simulator &, int i) {
+         bad.send_raw((i == 0 ? std::string(R"({"command":"get_joint_degree","pad":")") : "") + std::string(32 << 10, 'a'));
+     },
+     "\"}\r\n{\"command\":\"get_joint_degree\"}\r\n", false},
+    // Requests and broadcasts pile up for a client that never reads: it is disconnected.
+    {"client that never reads", 4096,
+     [](TcpClient &bad, ky::sim::Simulator &sim, int) {
+         bad.send(R"({"command":"get_arm_all_state"})");
+         const std::string line = R"({"command":"current_trajectory_state","pad":")" + std::string(1000, 'b') + "\"}";
+         for (int k = 0; k < 128; ++k) sim.broadcast(line);
+     },
+     nullptr, true},
+};
+
+}  // namespace
+
+// One client misbehaves while another keeps asking: the other's replies keep coming, each byte
+// of input is looked at about once, and only the misbehaving client may be dropped.
+TEST(SimLoad, MisbehavingClientNeverHoldsUpTheOthers) {
+    for (const auto &m : kMisbehaviours) {
+        SCOPED_TRACE(m.name);
+        auto o = opts();
+        o.max_output_bytes = 256 << 10;
+        ky::sim::Simulator sim(o);
+        ASSERT_TRUE(sim.start());
+        TcpClient good(sim.port());
+        TcpClient bad(sim.port(), m.receive_buffer);
+        ASSERT_TRUE(good.connected() && bad.connected());
+        constexpr int kRounds = 50;
+        int answered = 0;
+        for (int i = 0; i < kRounds; ++i) {
+            m.round(bad, sim, i);
+            if (round_trip(good, R"({"command":"get_current_arm_state"})", "current_arm_state")) ++answered;
+        }
+        EXPECT_EQ(answered, kRounds);
+        if (m.dropped) {
+            EXPECT_TRUE(bad.peer_closed(3000));
+            EXPECT_EQ(sim.client_count(), 1);
+        } else {
+            bad.send_raw(m.finish);
+            EXPECT_FALSE(bad.expect("joint_degree").empty());
+        }
+        EXPECT_TRUE(round_trip(good, R"({"command":"get_joint_degree"})", "joint_degree"));
+        EXPECT_LE(sim.input_bytes_examined(), 2 * (good.bytes_sent() + bad.bytes_sent()));
+    }
+}

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 #include <sstream>
 #include <thread>
 
 #include "sim/commands.h"
+#include "sim/framing.h"
 #include "sim/simulator.h"
 #include "sim_client.h"
 
@@ -153,6 +155,14 @@ TEST(SimProtocol, RepliesCarryTheNamesAndMembersTheLibraryReads) {
     }
 }
 
+// The dispatch table is the families' rows together: a name in two families would leave one row
+// never served.
+TEST(SimProtocol, EachCommandHasOneRowInTheFamilies) {
+    const auto names = ky::sim::served_commands();
+    std::set<std::string> seen;
+    for (const auto &n : names) EXPECT_TRUE(seen.insert(n).second) << n << " has two rows";
+}
+
 TEST(SimProtocol, SevenAxisArmSendsSevenJointValues) {
     ky::sim::Simulator sim(quiet("KY7A-6F"));
     ASSERT_TRUE(sim.start()) << sim.error();
@@ -225,6 +235,54 @@ TEST(SimProtocol, FramingAcceptsSplitJoinedFormattedAndBareLfCommands) {
     c.send_raw("{\"command\":\"get_teach_frame\"}\n");
     EXPECT_FALSE(c.expect("get_teach_frame").empty());
     EXPECT_EQ(sim.commands_received(), 6u);
+}
+
+// The framer alone: the commands cut from a stream, whether it comes in the pieces given, all at
+// once or byte by byte, and each byte looked at about once however often a piece ends.
+TEST(SimFraming, CommandsDoNotDependOnHowTheStreamIsSplit) {
+    const std::string nul("\0", 1);
+    const struct {
+        const char *name;
+        std::vector<std::string> pieces;
+        std::vector<std::string> commands;
+    } cases[] = {
+        {"library framing", {"{\"command\":\"a\"}\r\n" + nul + "{\"comm", "and\":\"b\"}\r", "\n" + nul},
+         {"{\"command\":\"a\"}", "{\"command\":\"b\"}"}},
+        {"formatted, ended by CR LF", {"{\n\t\"command\":\t\"a\",\n\t\"p\":\t{\n\t\t\"x\":\t1\n\t}\n}", "\r\n"},
+         {"{\n\t\"command\":\t\"a\",\n\t\"p\":\t{\n\t\t\"x\":\t1\n\t}\n}"}},
+        {"formatted, ended by a bare LF", {"{\n\t\"command\":\t\"a\",\n\t\"p\":\t{\n\t\t\"x\":\t1\n\t}\n}", " \n"},
+         {"{\n\t\"command\":\t\"a\",\n\t\"p\":\t{\n\t\t\"x\":\t1\n\t}\n}"}},
+        {"braces and quotes inside strings", {R"({"command":"a","s":"}\"{"})" "\n", R"({"s":"\\"})" "\n"},
+         {R"({"command":"a","s":"}\"{"})", R"({"s":"\\"})"}},
+        {"blanks only", {nul + "\r\n\n  \n\t\r\n", nul}, {}},
+        {"stray lines are dropped at a bare LF", {"garbage\n}{\"a\":1}\n[1]\n{\"command\":\"a\"}\n"}, {"{\"command\":\"a\"}"}},
+        {"a broken object waits for its CR LF", {"{\"a\":1,}\n", std::string(500, '\n'), "\r\n"}, {"{\"a\":1,}"}},
+        {"text after an object waits for its CR LF", {"{\"a\":1} x\n", "{\"b\":2}\n\r\n"}, {"{\"a\":1} x\n{\"b\":2}"}},
+        {"an unterminated prefix with object-like lines", {"{\"command\":\"a\",\"p\":[{}", std::string(2000, '\n') + ",{}\n", "]}\r\n"},
+         {"{\"command\":\"a\",\"p\":[{}" + std::string(2000, '\n') + ",{}\n]}"}},
+    };
+    for (const auto &k : cases) {
+        SCOPED_TRACE(k.name);
+        std::string stream;
+        for (const auto &p : k.pieces) stream += p;
+        std::vector<std::vector<std::string>> splits = {k.pieces, {stream}, {}};
+        for (char ch : stream) splits.back().emplace_back(1, ch);
+        for (const auto &pieces : splits) {
+            ky::sim::Framer f;
+            std::vector<std::string> got;
+            for (const auto &p : pieces) EXPECT_EQ(f.feed(p, got), 0u);
+            EXPECT_EQ(got, k.commands) << pieces.size() << " pieces";
+            EXPECT_LE(f.examined(), 2 * stream.size()) << pieces.size() << " pieces";
+        }
+    }
+    // Text past the pending bound is discarded; the next command is cut as usual.
+    ky::sim::Framer f(64);
+    std::vector<std::string> got;
+    EXPECT_EQ(f.feed("{\"command\":\"a\",\"pad\":\"" + std::string(40, 'x'), got), 0u);
+    EXPECT_EQ(f.feed(std::string(40, 'x'), got), 102u);
+    EXPECT_EQ(f.pending(), 0u);
+    f.feed("\"}\r\n{\"command\":\"b\"}\r\n", got);
+    EXPECT_EQ(got, (std::vector<std::string>{"\"}", "{\"command\":\"b\"}"}));
 }
 
 TEST(SimProtocol, BadInputIsIgnoredAndTheServerKeepsAnswering) {
