@@ -189,7 +189,9 @@ TEST(SimMotion, StoppingAndDeletingReportEveryUnfinishedTrajectory) {
         const auto first = shifted(kSixStart, 0, 60), second = shifted(first, 1, 20);
         ASSERT_TRUE(accepted(c.request(movej(first), "movej")));
         ASSERT_TRUE(accepted(c.request(movej(second), "movej")));
-        std::this_thread::sleep_for(80ms);
+        // Stop once the arm is on its way (a loaded machine may start it late).
+        for (int i = 0; i < 400 && sim.joints()[0] == kSixStart[0]; ++i) std::this_thread::sleep_for(5ms);
+        std::this_thread::sleep_for(20ms);
         Json r = c.request(k.command, k.reply);
         ASSERT_TRUE(r) << k.command;
         for (const auto &expected : k.completions)
