@@ -36,6 +36,7 @@ struct FakeController::Impl {
     std::chrono::milliseconds gap{0};
     std::chrono::milliseconds delay{0};
     bool silent = false;
+    size_t answered = 0;  // requests whose script ran and whose reply was written
 
     std::mutex send_mutex;  // one writer at a time on the client socket
 
@@ -109,6 +110,11 @@ struct FakeController::Impl {
             std::string out;
             for (const auto &r : replies) out += r + "\r\n";
             if (!out.empty()) send_bytes(fd, out);
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                ++answered;
+            }
+            changed.notify_all();
         }
     }
 
@@ -271,6 +277,16 @@ bool FakeController::wait_for_client(std::chrono::milliseconds timeout) {
 bool FakeController::wait_for_requests(size_t n, std::chrono::milliseconds timeout) {
     std::unique_lock<std::mutex> lock(impl_->mutex);
     return impl_->changed.wait_for(lock, timeout, [&] { return impl_->requests.size() >= n; });
+}
+
+size_t FakeController::answers() const {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    return impl_->answered;
+}
+
+bool FakeController::wait_for_answers(size_t n, std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(impl_->mutex);
+    return impl_->changed.wait_for(lock, timeout, [&] { return impl_->answered >= n; });
 }
 
 std::string FakeController::received() const {

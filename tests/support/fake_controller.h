@@ -53,6 +53,11 @@ public:
     bool wait_for_client(std::chrono::milliseconds timeout);
     // Waits until at least `n` request lines have arrived in total.
     bool wait_for_requests(size_t n, std::chrono::milliseconds timeout);
+    // Requests answered by a script so far (each reply fully written).
+    size_t answers() const;
+    // Waits until the scripts have answered at least `n` requests in total (each reply fully
+    // written, however long its script took).
+    bool wait_for_answers(size_t n, std::chrono::milliseconds timeout);
     // Every byte received so far, exactly as it came.
     std::string received() const;
     // The request lines received so far, without CR LF and without the trailing NUL.
