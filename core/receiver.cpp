@@ -71,21 +71,31 @@ void ky::split_and_file(ky_handle *handle, char *text, int first_read_len) {
     }
 }
 
-// Appends the bytes of one read to the text being assembled. NUL bytes are left out: a
-// controller that frames its lines like our requests ("\r\n" and a NUL) ends each line in
-// LF as a C string, and the line must count as complete.
-static void append_read(std::string &pending, const char *bytes, size_t n) {
+void ky::ReadAssembler::feed(ky_handle *handle, const char *bytes, size_t n) {
+    if (pending_.empty()) first_read_ = static_cast<int>(n);
     for (size_t i = 0; i < n; ++i) {
-        if (bytes[i] != '\0') pending.push_back(bytes[i]);
+        if (bytes[i] != '\0') pending_.push_back(bytes[i]);
     }
+    if (!pending_.empty() && pending_.back() == '\n') {
+        flush(handle);
+    } else if (pending_.size() > kMaxPending) {
+        ky_log_error("[thread_socket_receive] line of more than %zu bytes dropped\n", kMaxPending);
+        pending_.clear();
+    }
+}
+
+void ky::ReadAssembler::flush(ky_handle *handle) {
+    if (pending_.empty()) return;
+    std::string text = std::move(pending_);
+    pending_.clear();
+    ky::split_and_file(handle, text.data(), first_read_);
 }
 
 int thread_socket_receive() {
     struct Stream {
         ky_handle *owner = nullptr;
         int fd = -1;
-        std::string pending;
-        int first_read = 0;
+        ky::ReadAssembler text;
     };
     std::array<Stream, KY_MAX_ROBOTS> streams;
     std::vector<char> buf(kReadSize + 1);
@@ -145,28 +155,13 @@ int thread_socket_receive() {
             if (s.owner != h || s.fd != fds[k].fd) {
                 s.owner = h;  // another robot, or a new connection of the same one
                 s.fd = fds[k].fd;
-                s.pending.clear();
+                s.text.reset();
             }
             if (closed) {
-                // The peer closed: what it sent last still counts as one text.
-                if (!s.pending.empty()) {
-                    std::string text = std::move(s.pending);
-                    s.pending.clear();
-                    ky::split_and_file(h, text.data(), s.first_read);
-                }
+                s.text.flush(h);
                 continue;
             }
-            if (n < 0) continue;
-            if (s.pending.empty()) s.first_read = static_cast<int>(n);
-            append_read(s.pending, buf.data(), static_cast<size_t>(n));
-            if (!s.pending.empty() && s.pending.back() == '\n') {
-                std::string text = std::move(s.pending);
-                s.pending.clear();
-                ky::split_and_file(h, text.data(), s.first_read);
-            } else if (s.pending.size() > kMaxPending) {
-                ky_log_error("[thread_socket_receive] line of more than %zu bytes dropped\n", kMaxPending);
-                s.pending.clear();
-            }
+            if (n > 0) s.text.feed(h, buf.data(), static_cast<size_t>(n));
         }
     }
     return 0;

@@ -77,25 +77,16 @@ inline const char *receive(const uint8_t *data, size_t size) {
 
     const int pending = shape >> 7 ? ((shape & 0x20) ? KY_PENDING_PROGRAM : KY_PENDING_TRAJECTORY)
                                    : KY_PENDING_NONE;
-    ky::set_pending_event(pending);
+    if (pending != KY_PENDING_NONE) ky::announce_completion(fifo.get(), pending, 0);
 
     // Read sizes 1, 2, 3, 7, 64, 1460, 20480 bytes, as a stream socket may deliver them.
     static const size_t kReads[] = {1, 2, 3, 7, 64, 1460, 20480, 20480};
     const size_t read_size = kReads[shape & 7];
-    std::string gathered;
-    int first_read = 0;
-    auto flush = [&] {
-        std::string text = std::move(gathered);
-        gathered.clear();
-        ky::split_and_file(&handle, text.data(), first_read);
-    };
+    ky::ReadAssembler reads;
     for (size_t off = 0; off < stream.size(); off += read_size) {
-        const size_t n = std::min(read_size, stream.size() - off);
-        if (gathered.empty()) first_read = static_cast<int>(n);
-        gathered.append(stream, off, n);
-        if (gathered.back() == '\n') flush();
+        reads.feed(&handle, stream.data() + off, std::min(read_size, stream.size() - off));
     }
-    if (!gathered.empty()) flush();
+    reads.flush(&handle);  // what is left at the end counts as at a close
 
     // Take everything back, with a buffer of 1..256 bytes or a full line's room.
     const int out_len = (room & 0x80) ? ky::kFifoTextLen + 16 : (room & 0x7f) * 2 + 1;
@@ -124,7 +115,6 @@ inline const char *receive(const uint8_t *data, size_t size) {
             if (guard == 2 * ky::kFifoSlots + 2) problem = "a key keeps yielding lines";
         }
     }
-    ky::set_pending_event(KY_PENDING_NONE);
     return problem;
 }
 
