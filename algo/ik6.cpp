@@ -539,11 +539,9 @@ int inverse_kinematics_6dof(const State &s, const Aff &flange, const float ref_j
 
     best[5] += turns;
     for (int i = 0; i < 6; ++i) out[i] = best[i] - c.offset[i];
-    for (int i = 0; i < 6; ++i) {
-        const float *cfg = s.joint_config[i];
-        if (out[i] > cfg[kCfgMaxPos] || out[i] < cfg[kCfgMinPos]) return -2;
-    }
-    return 0;
+    // A configuration found within the widened limits but past a real one is written and
+    // reported (-2); one past it only by the solver's rounding is put on the limit.
+    return settle_on_limits(s, out, 6) ? 0 : -2;
 }
 
 }  // namespace ky::algo
