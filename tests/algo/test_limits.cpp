@@ -147,4 +147,46 @@ TEST(JointLimits, InverseSolveFromJointsOnALimit) {
     }
 }
 
+TEST(JointLimits, InverseSolveOnALimitNearSingularPoses) {
+    // Near an elbow or wrist singularity the closed form's rounding spreads over the coupled
+    // joints, so the joint on the limit comes out well past it (up to 1e-4 rad); the solve
+    // must still return a configuration within the limits that reaches the target.
+    constexpr float kMax = 1000, kMin = -1000;  // stand for the limit as read back
+    struct Case {
+        uint32_t type;
+        float q[6];
+    } cases[] = {
+        {0, {-87.56f, -58.69f, -9.02f, 113.05f, 3.31f, kMax}},      // wrist nearly straight
+        {0, {51.02f, 97.81f, -17.39f, -8.06f, kMin, -109.63f}},
+        {3, {64.92f, 90.66f, 12.99f, kMax, -2.05f, 168.3f}},
+        {4, {-114.33f, -75.57f, 2.02f, -98.77f, 19.94f, kMin}},     // elbow nearly straight
+        {5, {-94.24f, -91.18f, -27.65f, kMin, -3.52f, -129.4f}},
+        {5, {-1.19f, kMin, -4.08f, -111.2f, 135.37f, -27.85f}},
+        {8, {-65.24f, -7.46f, -4.79f, kMin, 31.28f, 118.73f}},
+    };
+    for (const Case &c : cases) {
+        ASSERT_EQ(ky_algo_init_sys_data(c.type, 0), 0);
+        const Limits l = read_limits();
+        ky_inverse_kinematics_params p{};
+        for (int i = 0; i < 6; ++i)
+            p.current_joints[i] = c.q[i] == kMax ? l.max[i] : c.q[i] == kMin ? l.min[i] : c.q[i];
+        p.target_pose = ky_algo_forward_kinematics(nullptr, p.current_joints);
+        p.flag = 1;
+        float res[7] = {};
+        const int rc = ky_algo_inverse_kinematics(nullptr, &p, res);
+        EXPECT_EQ(rc, 0) << "type " << c.type << ", joints from " << c.q[0];
+        if (rc != 0) continue;
+        EXPECT_EQ(ky_algo_judgment_overpos(res), 0) << "type " << c.type;
+        // Near the singularity the coupled joints are barely fixed by the pose (a straight
+        // wrist leaves joints 4 and 6 turning together), so the pose is what must match.
+        const ky_pose got = ky_algo_forward_kinematics(nullptr, res);
+        EXPECT_NEAR(got.position.x, p.target_pose.position.x, 1e-5) << "type " << c.type;
+        EXPECT_NEAR(got.position.y, p.target_pose.position.y, 1e-5) << "type " << c.type;
+        EXPECT_NEAR(got.position.z, p.target_pose.position.z, 1e-5) << "type " << c.type;
+        const ky_matrix want = ky_algo_euler2matrix(p.target_pose.euler), have = ky_algo_euler2matrix(got.euler);
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 3; ++j) EXPECT_NEAR(have.data[i][j], want.data[i][j], 1e-5) << "type " << c.type;
+    }
+}
+
 }  // namespace
