@@ -243,6 +243,13 @@ void BM_ConcurrentGets(benchmark::State &state) {
     }
     std::vector<int> raw_fds;
     for (int w = 0; w < threads; ++w) raw_fds.push_back(connect_loopback(controllers[w / per_robot]->port()));
+    if (std::find(raw_fds.begin(), raw_fds.end(), -1) != raw_fds.end()) {
+        state.SkipWithError("a raw connection failed");
+        for (int fd : raw_fds)
+            if (fd >= 0) ::close(fd);
+        ky_destory();
+        return;
+    }
 
     auto lib_call = [&](int w) {
         float speed[7];
