@@ -94,12 +94,7 @@ void set_joint_field_unlocked(const float joint[], int field) {
 
 int judgment_overpos_unlocked(const float joint_deg[]) {
     const State &s = global_state();
-    const int n = std::min<int>(s.dof, 7);
-    for (int i = 0; i < n; ++i) {
-        const double q = joint_deg[i] * kDegToRad;
-        if (q < s.joint_config[i][kCfgMinPos] || q > s.joint_config[i][kCfgMaxPos]) return -1;
-    }
-    return 0;
+    return joints_within_reported_limits(s, joint_deg, std::min<int>(s.dof, 7)) ? 0 : -1;
 }
 
 int joint_overspeed_judgment(const State &s, const float from[], const float to[], float factor) {
@@ -128,7 +123,7 @@ int invoke_inverse_kinematics(State &s, const float current_deg[], const ky_pose
     for (int i = 0; i < n; ++i) cur[i] = static_cast<float>(current_deg[i] * kDegToRad);
     const int rc = inverse_kinematics(s, cur, target, use_euler, out);
     if (rc != 0) return rc;
-    for (int i = 0; i < n; ++i) out_deg[i] = static_cast<float>(out[i] * kRadToDeg);
+    for (int i = 0; i < n; ++i) out_deg[i] = reported_degrees(out[i]);
     return 0;
 }
 
@@ -165,7 +160,7 @@ void get_joint_field(float joint[], int field) {
     locked([&] {
         const State &s = global_state();
         const int n = std::min<int>(s.dof, 7);
-        for (int i = 0; i < n; ++i) joint[i] = static_cast<float>(s.joint_config[i][field] / kDegToRad);
+        for (int i = 0; i < n; ++i) joint[i] = reported_degrees(s.joint_config[i][field]);
     });
 }
 

@@ -8,9 +8,6 @@
 
 namespace ky::algo {
 
-constexpr double kDegToRad = 0.017453292519943295;
-constexpr double kRadToDeg = 57.29577951308232;
-
 // Module variables of the public layer, beside the algorithm state.
 struct PublicState {
     float install_rad[3] = {0, 0, 0};

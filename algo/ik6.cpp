@@ -5,6 +5,7 @@
 // three parallel axes (2, 3, 4) and an offset wrist. Each solution is one of eight branches:
 // shoulder (two first-joint angles), elbow (two third-joint angles) and wrist (two signs
 // of the fifth joint), enumerated in that nesting order with the positive root first.
+#include <Eigen/Dense>
 #include <algorithm>
 #include <cmath>
 
@@ -494,6 +495,71 @@ int find_min_index(const float values[], int count) {
     return best;
 }
 
+namespace {
+// Refines a configuration that lies past a limit by more than rounding. Near a singular
+// pose (elbow or wrist straight) the single-precision closed form spreads an error of up
+// to about 1e-4 rad over the joints that the singularity couples, so a target reached
+// with a joint exactly on its limit can come out a little past it. Here the joints past
+// their limits are put on them and held, and a few Gauss-Newton steps in double precision
+// move the other joints to the target (least squares on their Jacobian columns). The
+// result replaces `q` only when it reaches the target within 2e-6 m and 2e-6 rad and
+// keeps every joint within its limits: a target that needs a joint past its limit keeps
+// a residual of the order of that excess and is refused (false).
+bool refine_on_limits(const State &s, const Chain &c, const Aff &flange, float q[]) {
+    constexpr double kTolerance = 2e-6;
+    double th[kMaxJoints] = {}, lo[6], hi[6];
+    bool held[6] = {};
+    for (int i = 0; i < 6; ++i) {
+        lo[i] = static_cast<double>(s.joint_config[i][kCfgMinPos]) + c.offset[i];
+        hi[i] = static_cast<double>(s.joint_config[i][kCfgMaxPos]) + c.offset[i];
+        th[i] = static_cast<double>(q[i]) + c.offset[i];
+        if (th[i] < lo[i] || th[i] > hi[i]) {
+            th[i] = std::clamp(th[i], lo[i], hi[i]);
+            held[i] = true;
+        }
+    }
+    Eigen::Matrix3d target_r;
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) target_r(i, j) = flange.r[i][j];
+    const Eigen::Vector3d target_p(flange.p[0], flange.p[1], flange.p[2]);
+    Eigen::Matrix<double, 6, 1> e;
+    for (int it = 0; it < 5; ++it) {
+        double axes[kMaxJoints][3], pts[kMaxJoints][3];
+        const Frame<double> f = chain_fk<double>(c, th, axes, pts);
+        Eigen::Matrix3d r;
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 3; ++j) r(i, j) = f.r[i][j];
+        e.head<3>() = target_p - Eigen::Vector3d(f.p[0], f.p[1], f.p[2]);
+        const Eigen::AngleAxisd aa(target_r * r.transpose());
+        e.tail<3>() = aa.axis() * aa.angle();
+        if (e.head<3>().norm() < 1e-12 && e.tail<3>().norm() < 1e-12) break;
+        Eigen::Matrix<double, 6, Eigen::Dynamic> J(6, 6);
+        int free = 0, index[6];
+        for (int i = 0; i < 6; ++i) {
+            if (held[i]) continue;
+            const Eigen::Vector3d z(axes[i][0], axes[i][1], axes[i][2]);
+            const Eigen::Vector3d d(f.p[0] - pts[i][0], f.p[1] - pts[i][1], f.p[2] - pts[i][2]);
+            J.col(free).head<3>() = z.cross(d);
+            J.col(free).tail<3>() = z;
+            index[free++] = i;
+        }
+        if (free == 0) break;
+        // Minimum-norm step, directions that the singular pose leaves free cut off.
+        Eigen::CompleteOrthogonalDecomposition<Eigen::MatrixXd> solver;
+        solver.setThreshold(1e-6);
+        solver.compute(J.leftCols(free));
+        const Eigen::VectorXd step = solver.solve(e);
+        for (int k = 0; k < free; ++k) th[index[k]] += step(k);
+    }
+    if (e.head<3>().norm() > kTolerance || e.tail<3>().norm() > kTolerance) return false;
+    float refined[kMaxJoints] = {};
+    for (int i = 0; i < 6; ++i) refined[i] = static_cast<float>(th[i] - c.offset[i]);
+    if (!settle_on_limits(s, refined, 6)) return false;
+    std::copy(refined, refined + 6, q);
+    return true;
+}
+}  // namespace
+
 int inverse_kinematics_6dof(const State &s, const Aff &flange, const float ref_joint[],
                             float out[]) {
     const Chain c = make_chain(s);
@@ -539,11 +605,11 @@ int inverse_kinematics_6dof(const State &s, const Aff &flange, const float ref_j
 
     best[5] += turns;
     for (int i = 0; i < 6; ++i) out[i] = best[i] - c.offset[i];
-    for (int i = 0; i < 6; ++i) {
-        const float *cfg = s.joint_config[i];
-        if (out[i] > cfg[kCfgMaxPos] || out[i] < cfg[kCfgMinPos]) return -2;
-    }
-    return 0;
+    // One past a limit only by the solver's rounding is put on the limit; one further past
+    // it is refined onto the limit if the target allows. A configuration past a limit
+    // indeed is written as found and reported (-2).
+    if (settle_on_limits(s, out, 6) || refine_on_limits(s, c, flange, out)) return 0;
+    return -2;
 }
 
 }  // namespace ky::algo

@@ -162,7 +162,9 @@ int inverse_kinematics_7dof(const State &s, const Aff &flange, const float ref_j
         for (int i = 0; i < n; ++i) qf[i] = static_cast<float>(q[i]);
         if (!verify(c, flange, qf)) continue;
         for (int i = 0; i < n; ++i) out[i] = qf[i] - c.offset[i];
-        return 0;
+        // The iteration stays within the limits; only the rounding of the offsets taken
+        // off can step past one, and that puts the joint back on the limit.
+        return settle_on_limits(s, out, n) ? 0 : -2;
     }
     return -1;
 }

@@ -4,6 +4,7 @@
 // every model loads neutral values for them: link dynamics parameters 0, drag regulation
 // factors 1.0 (second drag group 0), identification parameters 0, collision thresholds 0.
 // Callers that know their arm's data set it with the libalgo_* setters.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -238,6 +239,35 @@ void modelling_limits(const State &s, float max_pos[], float min_pos[]) {
         max_pos[i] = s.joint_config[i][kCfgMaxPos] + s.dh.offset[i];
         min_pos[i] = s.joint_config[i][kCfgMinPos] + s.dh.offset[i];
     }
+}
+
+bool joints_within_reported_limits(const State &s, const float deg[], int n) {
+    for (int i = 0; i < n && i < kMaxJoints; ++i) {
+        const float *cfg = s.joint_config[i];
+        if (!(deg[i] >= reported_degrees(cfg[kCfgMinPos]) && deg[i] <= reported_degrees(cfg[kCfgMaxPos])))
+            return false;
+    }
+    return true;
+}
+
+namespace {
+// The rounding allowance at a limit: kLimitRoundingUlps units in the last place of the
+// limit, measured at no less than 1 rad (the solvers' rounding is absolute near zero).
+float rounding_allowance(float limit) {
+    const float mag = std::max(std::fabs(limit), 1.0f);
+    return kLimitRoundingUlps * (std::nextafter(mag, INFINITY) - mag);
+}
+}  // namespace
+
+bool settle_on_limits(const State &s, float q[], int n) {
+    bool inside = true;
+    for (int i = 0; i < n && i < kMaxJoints; ++i) {
+        const float hi = s.joint_config[i][kCfgMaxPos], lo = s.joint_config[i][kCfgMinPos];
+        if (q[i] > hi && q[i] - hi <= rounding_allowance(hi)) q[i] = hi;
+        if (q[i] < lo && lo - q[i] <= rounding_allowance(lo)) q[i] = lo;
+        inside = inside && q[i] >= lo && q[i] <= hi;
+    }
+    return inside;
 }
 
 State &global_state() {

@@ -81,4 +81,26 @@ void reset_state(State &s, uint32_t type, uint32_t sensor);
 // Position limits plus theta offsets (the limits in the DH model's angle space).
 void modelling_limits(const State &s, float max_pos[], float min_pos[]);
 
+// The public layer's unit factors.
+constexpr double kDegToRad = 0.017453292519943295;
+constexpr double kRadToDeg = 57.29577951308232;
+
+// Radians as the public layer reports them: single-precision degrees. Limits and solved
+// joints both go out through this one conversion, so a joint solved onto a limit reads
+// back equal to that limit.
+inline float reported_degrees(float rad) { return static_cast<float>(rad / kDegToRad); }
+
+// Whether the first `n` joints (degrees) lie within the position limits as the limit
+// getters report them, bounds included. The comparison is made in those reported values:
+// a joint set to the value read back is inside, and the next float beyond it is outside
+// (in radians the two could round either way). NaN is outside.
+bool joints_within_reported_limits(const State &s, const float deg[], int n);
+
+// Solved joints (rad) may land a few units in the last place past a limit that the exact
+// solution sits on (single-precision rounding in the solvers). Such a joint is put on the
+// limit; a joint further out is left as it is. Returns false when any of the first `n`
+// joints then lies outside its limits.
+constexpr int kLimitRoundingUlps = 4;
+bool settle_on_limits(const State &s, float q[], int n);
+
 }  // namespace ky::algo

@@ -3,7 +3,7 @@
 // A loopback peer accepts each movej and, once the library waits for the completion, pushes
 // {"command":"current_trajectory_state",...}; the push time is taken just before the line is
 // written, the end when ky_movej_block returns. The baseline is a raw loopback TCP
-// ping-pong of one line, measured in the same run.
+// ping-pong of one line, one sample of it before each measured move in the same loop.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
@@ -36,51 +36,65 @@ double percentile(std::vector<double> v, double p) {
     return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
 }
 
-// Round trips of one short line over a loopback TCP connection to an echo thread, in
-// microseconds.
-std::vector<double> loopback_ping_pong(int rounds) {
-    int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof addr;
-    ::bind(listener, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
-    ::listen(listener, 1);
-    ::getsockname(listener, reinterpret_cast<sockaddr *>(&addr), &len);
-    int client = ::socket(AF_INET, SOCK_STREAM, 0);
-    int one = 1;
-    ::setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-    std::thread echo([&] {
-        int peer = ::accept(listener, nullptr, nullptr);
-        ::setsockopt(peer, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+// The pause between a move's acceptance and its completion push (see Pusher).
+constexpr auto kQuiet = std::chrono::milliseconds(2);
+
+// A loopback TCP connection to an echo thread, kept open for the whole run; one call of
+// round_trip_us() sends one short line and waits for all of it to come back (-1 when the
+// link failed).
+class EchoLink {
+public:
+    EchoLink() {
+        listener_ = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof addr;
+        ::bind(listener_, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
+        ::listen(listener_, 1);
+        ::getsockname(listener_, reinterpret_cast<sockaddr *>(&addr), &len);
+        client_ = ::socket(AF_INET, SOCK_STREAM, 0);
+        int one = 1;
+        ::setsockopt(client_, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        echo_ = std::thread([this] {
+            int peer = ::accept(listener_, nullptr, nullptr);
+            int on = 1;
+            ::setsockopt(peer, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+            char buf[256];
+            for (;;) {
+                ssize_t n = ::recv(peer, buf, sizeof buf, 0);
+                if (n <= 0) break;
+                if (::send(peer, buf, static_cast<size_t>(n), MSG_NOSIGNAL) != n) break;
+            }
+            ::close(peer);
+        });
+        ::connect(client_, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
+    }
+    ~EchoLink() {
+        ::shutdown(client_, SHUT_RDWR);
+        echo_.join();
+        ::close(client_);
+        ::close(listener_);
+    }
+    double round_trip_us() {
+        static const char line[] = "{\"command\":\"current_trajectory_state\",\"trajectory_state\":true}\r\n";
         char buf[256];
-        for (;;) {
-            ssize_t n = ::recv(peer, buf, sizeof buf, 0);
-            if (n <= 0) break;
-            if (::send(peer, buf, static_cast<size_t>(n), MSG_NOSIGNAL) != n) break;
-        }
-        ::close(peer);
-    });
-    ::connect(client, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
-    const char line[] = "{\"command\":\"current_trajectory_state\",\"trajectory_state\":true}\r\n";
-    std::vector<double> us;
-    char buf[256];
-    for (int i = 0; i < rounds; ++i) {
-        auto t0 = Clock::now();
-        if (::send(client, line, sizeof line - 1, 0) < 0) break;
+        const auto t0 = Clock::now();
+        if (::send(client_, line, sizeof line - 1, MSG_NOSIGNAL) < 0) return -1;
         size_t got = 0;
         while (got < sizeof line - 1) {
-            ssize_t n = ::recv(client, buf, sizeof buf, 0);
-            if (n <= 0) break;
+            ssize_t n = ::recv(client_, buf, sizeof buf, 0);
+            if (n <= 0) return -1;
             got += static_cast<size_t>(n);
         }
-        us.push_back(std::chrono::duration<double, std::micro>(Clock::now() - t0).count());
+        return std::chrono::duration<double, std::micro>(Clock::now() - t0).count();
     }
-    ::close(client);
-    echo.join();
-    ::close(listener);
-    return us;
-}
+
+private:
+    int listener_ = -1;
+    int client_ = -1;
+    std::thread echo_;
+};
 
 // A minimal controller on loopback: answers the connection-time queries and movej by
 // command name, calls `on_move` for each movej, and pushes lines on request.
@@ -179,17 +193,6 @@ private:
     }
 };
 
-void BM_LoopbackPingPong(benchmark::State &state) {
-    std::vector<double> us;
-    for (auto _ : state) {
-        auto round = loopback_ping_pong(1000);
-        us.insert(us.end(), round.begin(), round.end());
-    }
-    state.counters["median_us"] = percentile(us, 0.5);
-    state.counters["p99_us"] = percentile(us, 0.99);
-}
-BENCHMARK(BM_LoopbackPingPong)->Iterations(1)->Unit(benchmark::kMillisecond);
-
 // Pushes the completion line after each accepted move.
 struct Pusher {
     Peer &peer;
@@ -229,7 +232,7 @@ struct Pusher {
                 --accepted;
             }
             // Let the acceptance reach the library, which then waits for the completion.
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            std::this_thread::sleep_for(kQuiet);
             pushed_ns = Clock::now().time_since_epoch().count();
             peer.push(done);
         }
@@ -237,7 +240,7 @@ struct Pusher {
 };
 
 void BM_BlockingMoveReturnAfterCompletion(benchmark::State &state) {
-    const double baseline = percentile(loopback_ping_pong(1000), 0.5);
+    EchoLink echo;
     ky_init(1);
     Peer peer;
     Pusher pusher(peer);
@@ -249,9 +252,19 @@ void BM_BlockingMoveReturnAfterCompletion(benchmark::State &state) {
         return;
     }
     const float joints[7] = {0, 10, 20, 30, 40, 50, 0};
-    std::vector<double> us;
+    std::vector<double> us, base;
     int failures = 0;
     for (auto _ : state) {
+        // One baseline sample per measurement, taken in the same loop and after the same
+        // quiet pause that precedes each completion push, so that both see the machine in
+        // the same state (a slow phase, or threads woken from the same idle wait).
+        std::this_thread::sleep_for(kQuiet);
+        const double rtt = echo.round_trip_us();
+        if (rtt < 0) {
+            ++failures;
+        } else {
+            base.push_back(rtt);
+        }
         int r = ky_movej_block(robot, joints, 20, 0, 0, 1);
         const int64_t end = Clock::now().time_since_epoch().count();
         if (r != 0) ++failures;
@@ -261,9 +274,11 @@ void BM_BlockingMoveReturnAfterCompletion(benchmark::State &state) {
     }
     ky_destory();
     const double median = percentile(us, 0.5);
+    const double baseline = percentile(base, 0.5);
     state.counters["median_us"] = median;
     state.counters["p99_us"] = percentile(us, 0.99);
     state.counters["baseline_rtt_median_us"] = baseline;
+    state.counters["baseline_rtt_p99_us"] = percentile(base, 0.99);
     state.counters["median_over_baseline_rtt"] = baseline > 0 ? median / baseline : 0;
     state.counters["failures"] = failures;
 }
