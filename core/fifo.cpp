@@ -129,11 +129,12 @@ int ky::fifo_wait(ky_fifo *fifo, const char *key, char *out, int out_len, uint64
                   std::chrono::steady_clock::time_point deadline) {
     if (fifo == nullptr || key == nullptr) return -1;
     std::unique_lock<std::mutex> lock(fifo->mutex);
-    FifoWaiter self{key, after};
+    std::condition_variable wake;
+    FifoWaiter self{key, after, &wake};
     fifo->waiters.push_back(&self);
     int r = take_locked(fifo, key, after, out, out_len);
     while (r < 0) {
-        if (fifo->filed.wait_until(lock, deadline) == std::cv_status::timeout) {
+        if (wake.wait_until(lock, deadline) == std::cv_status::timeout) {
             r = take_locked(fifo, key, after, out, out_len);
             break;
         }
@@ -256,6 +257,7 @@ void add_str_to_fifo(ky_handle *handle, const char *line, int length) {
     slot.length = static_cast<uint32_t>(length);
     slot.used = 1;
     fifo->order[store_at] = order;
-    lock.unlock();
-    fifo->filed.notify_all();
+    for (const ky::FifoWaiter *w : fifo->waiters) {
+        if (w->wake != nullptr && order > w->after && std::strcmp(slot.key, w->key) == 0) w->wake->notify_one();
+    }
 }

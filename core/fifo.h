@@ -33,6 +33,7 @@ namespace ky {
 struct FifoWaiter {
     const char *key;
     uint64_t after;
+    std::condition_variable *wake = nullptr;  // signalled when a line it takes is filed
 };
 // A completion line announced by an accepted non-blocking command: the first line under
 // `key` filed after arrival order `after` belongs to the event callback, not to a waiter.
@@ -42,8 +43,8 @@ struct PendingCompletion {
 };
 }  // namespace ky
 
-// Slots and line counter, guarded by `mutex`; `filed` is signalled for every stored line.
-// `order` holds each slot's arrival order (process-wide, across robots): a wait takes only
+// Slots and line counter, guarded by `mutex`; a stored line wakes only the waits that take
+// it (one robot may have many threads waiting for different replies). `order` holds each slot's arrival order (process-wide, across robots): a wait takes only
 // lines filed after the exported call that waits began.
 struct ky_fifo {
     ky_fifo_slot slots[ky::kFifoSlots] = {};
@@ -52,7 +53,6 @@ struct ky_fifo {
     std::deque<ky::FifoWaiter *> waiters;
     std::deque<ky::PendingCompletion> pending;  // this robot's announced completion lines
     std::mutex mutex;
-    std::condition_variable filed;
 };
 
 // Pending-event kinds: which pushed completion line an accepted non-blocking command hands
