@@ -44,28 +44,34 @@ bool wanted(const ky_fifo *fifo, int i) {
     });
 }
 
-// Scans the slots in index order for a line under `key` filed after `after`; the caller
-// holds fifo->mutex.
+// Takes the oldest line under `key` filed after `after`; the caller holds fifo->mutex.
+// Oldest first, not first in slot order: with several threads waiting for the same reply
+// name on one robot, a call that began earlier must never take a newer line and leave an
+// older one that only it could take (the later call could not, and would time out).
 int take_locked(ky_fifo *fifo, const char *key, uint64_t after, char *out, int out_len) {
+    int found = -1;
     for (int i = 0; i < ky::kFifoSlots; ++i) {
-        ky_fifo_slot &slot = fifo->slots[i];
+        const ky_fifo_slot &slot = fifo->slots[i];
         if (!slot.used) continue;
         if (fifo->order[i] > after && std::strcmp(slot.key, key) == 0) {
-            // The copy is bounded by the caller's buffer; the stored length is returned.
-            const int length = static_cast<int>(slot.length);
-            if (out != nullptr && out_len > 0) {
-                size_t n = strnlen(slot.text, sizeof slot.text);
-                if (n > static_cast<size_t>(out_len - 1)) n = static_cast<size_t>(out_len - 1);
-                std::memcpy(out, slot.text, n);
-                out[n] = '\0';
-            }
-            t_last_taken = fifo->order[i];
-            clear_slot(fifo, i);
-            return length;
+            if (found < 0 || fifo->order[i] < fifo->order[found]) found = i;
+        } else {
+            ky_log_debug("i is %d command is %s\n", i, slot.key);
         }
-        ky_log_debug("i is %d command is %s\n", i, slot.key);
     }
-    return -1;
+    if (found < 0) return -1;
+    const ky_fifo_slot &slot = fifo->slots[found];
+    // The copy is bounded by the caller's buffer; the stored length is returned.
+    const int length = static_cast<int>(slot.length);
+    if (out != nullptr && out_len > 0) {
+        size_t n = strnlen(slot.text, sizeof slot.text);
+        if (n > static_cast<size_t>(out_len - 1)) n = static_cast<size_t>(out_len - 1);
+        std::memcpy(out, slot.text, n);
+        out[n] = '\0';
+    }
+    t_last_taken = fifo->order[found];
+    clear_slot(fifo, found);
+    return length;
 }
 
 // The slot a new line goes to: the first free one, or the first whose line is more than 50

@@ -157,6 +157,26 @@ TEST(SeveralRobots, DiscardedCompletionNeverDelaysALineAlreadyFiled) {
     EXPECT_LT(Clock::now() - t0, 1500ms);  // well within the 2 s wait it would otherwise take
 }
 
+// Threads asking one robot the same question at once each get an answer: a call never takes
+// a newer reply while leaving an older one that only it could take.
+TEST(SeveralThreads, SameQueryOnOneRobotNeverLosesAReply) {
+    kytest::Library lib(1, 1000, 1000);
+    FakeController fake;
+    ky_robot_handle *robot = kytest::connect(fake);
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            float v[7];
+            for (int i = 0; i < 150; ++i) {
+                if (ky_get_joint_max_speed(robot, v) != 0) ++failures;
+            }
+        });
+    }
+    for (auto &t : threads) t.join();
+    EXPECT_EQ(failures.load(), 0);
+}
+
 // Replies framed like our own requests ("\r\n" and a NUL), one per read, are complete lines.
 TEST(Framing, RepliesEndingInCrLfNulAreFiled) {
     for (int mode : {1, 2}) {
