@@ -1,18 +1,22 @@
 # The project's entry points. `make demo` and `make test` work on a fresh machine:
 # each installs what is missing, configures, builds and runs.
+# The project's own builds treat warnings as errors (KY_WERROR); a plain CMake build does not.
 JOBS      ?= 2
 CMAKE     ?= cmake
-GEN       := -G Ninja
+GEN       := -G Ninja -DKY_WERROR=ON
 CTEST_ARGS ?= --output-on-failure -j $(JOBS) --timeout 240
+PREFIX    ?=
 
-.PHONY: all deps build test bench sanitize tsan demo install clean
+.PHONY: all deps build test release bench sanitize tsan demo install clean
 
 all: build
 
 deps:
 	@bash scripts/install-deps
 
-build/build.ninja: | deps
+# Configured again when this file changes, so that a build directory made before picks up
+# the options set here.
+build/build.ninja: Makefile | deps
 	$(CMAKE) -S . -B build $(GEN) -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
 build: deps build/build.ninja
@@ -21,8 +25,15 @@ build: deps build/build.ninja
 test: build
 	cd build && ctest $(CTEST_ARGS)
 
-demo: build
+demo: deps build/build.ninja
+	$(CMAKE) --build build -j $(JOBS) --target demo
 	./build/examples/demo
+
+# What users build: Release (-O3), with the test suites, which then run against it.
+release: deps
+	$(CMAKE) -S . -B build-release $(GEN) -DCMAKE_BUILD_TYPE=Release
+	$(CMAKE) --build build-release -j $(JOBS)
+	cd build-release && ctest $(CTEST_ARGS)
 
 bench: deps
 	$(CMAKE) -S . -B build-bench $(GEN) -DCMAKE_BUILD_TYPE=Release -DKY_BUILD_BENCH=ON -DKY_BUILD_TESTS=OFF
@@ -40,8 +51,9 @@ tsan: deps
 	$(CMAKE) --build build-tsan -j $(JOBS)
 	cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 setarch $$(uname -m) -R ctest $(CTEST_ARGS)
 
+# `make install PREFIX=/opt/kyarm` installs elsewhere than the configured prefix.
 install: build
-	$(CMAKE) --install build
+	$(CMAKE) --install build $(if $(PREFIX),--prefix $(PREFIX))
 
 clean:
-	rm -rf build build-asan build-tsan build-bench
+	rm -rf build build-release build-asan build-tsan build-bench

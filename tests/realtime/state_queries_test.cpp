@@ -26,7 +26,10 @@ protected:
     // "[v0,v1,...]" with dof values starting at `first`, step `step`.
     std::string list(int first, int step, int extra = 0) const {
         std::string s = "[";
-        for (int i = 0; i < dof() + extra; ++i) s += (i ? "," : "") + std::to_string(first + i * step);
+        for (int i = 0; i < dof() + extra; ++i) {
+            if (i) s += ',';
+            s += std::to_string(first + i * step);
+        }
         return s + "]";
     }
 };

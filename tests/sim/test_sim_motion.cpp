@@ -29,15 +29,23 @@ ky::sim::Options opts(double scale, const std::string &product = "KY6A-B") {
 }
 
 std::string movej(const std::vector<double> &q, int v = 50, int connect = 0) {
-    std::string s = R"({"command":"movej","v":)" + std::to_string(v) + R"(,"joint":[)";
-    for (size_t i = 0; i < q.size(); ++i) s += (i ? "," : "") + std::to_string(static_cast<int>(std::lround(q[i] * 1000)));
+    std::string s = R"({"command":"movej","v":)";
+    s += std::to_string(v);
+    s += R"(,"joint":[)";
+    for (size_t i = 0; i < q.size(); ++i) {
+        if (i) s += ',';
+        s += std::to_string(static_cast<int>(std::lround(q[i] * 1000)));
+    }
     return s + R"(],"trajectory_connect":)" + std::to_string(connect) + R"(,"r":0})";
 }
 
 std::string pose_array(const ky::sim::Pose &p) {
     const double v[6] = {p.x * 1e6, p.y * 1e6, p.z * 1e6, p.rx * 1e3, p.ry * 1e3, p.rz * 1e3};
     std::string s = "[";
-    for (int i = 0; i < 6; ++i) s += (i ? "," : "") + std::to_string(static_cast<long>(std::lround(v[i])));
+    for (int i = 0; i < 6; ++i) {
+        if (i) s += ',';
+        s += std::to_string(static_cast<long>(std::lround(v[i])));
+    }
     return s + "]";
 }
 

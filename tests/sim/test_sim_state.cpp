@@ -228,9 +228,13 @@ TEST(SimFrames, WorkFrameExpressesPosesAndMoveTargets) {
     // A movel target is read in the active work frame.
     ky::sim::Pose target = in_table;
     target.x += 0.02;
-    const std::string pose = "[" + std::to_string(std::lround(target.x * 1e6)) + "," + std::to_string(std::lround(target.y * 1e6)) +
-                             "," + std::to_string(std::lround(target.z * 1e6)) + "," + std::to_string(std::lround(target.rx * 1e3)) +
-                             "," + std::to_string(std::lround(target.ry * 1e3)) + "," + std::to_string(std::lround(target.rz * 1e3)) + "]";
+    const double wire[6] = {target.x * 1e6, target.y * 1e6, target.z * 1e6, target.rx * 1e3, target.ry * 1e3, target.rz * 1e3};
+    std::string pose = "[";
+    for (int i = 0; i < 6; ++i) {
+        if (i) pose += ',';
+        pose += std::to_string(std::lround(wire[i]));
+    }
+    pose += ']';
     ASSERT_TRUE(state_true(c.request(R"({"command":"movel","v":50,"pose":)" + pose + R"(,"trajectory_connect":0,"r":0})", "movel"),
                            "receive_state"));
     EXPECT_FALSE(state_true(c.request(R"({"command":"set_change_work_frame","frame_name":"World"})", "set_change_work_frame"),

@@ -210,7 +210,10 @@ void FakeController::off(const std::string &command) {
 
 static std::string int_list(int n, int value) {
     std::string s = "[";
-    for (int i = 0; i < n; ++i) s += (i ? "," : "") + std::to_string(value);
+    for (int i = 0; i < n; ++i) {
+        if (i) s += ',';
+        s += std::to_string(value);
+    }
     return s + "]";
 }
 
