@@ -6,8 +6,9 @@ CMAKE     ?= cmake
 GEN       := -G Ninja -DKY_WERROR=ON
 CTEST_ARGS ?= --output-on-failure -j $(JOBS) --timeout 240
 PREFIX    ?=
+FUZZ_SECONDS ?= 60
 
-.PHONY: all deps build test release bench sanitize tsan demo install clean
+.PHONY: all deps build test release bench sanitize tsan fuzz demo install clean
 
 all: build
 
@@ -51,9 +52,14 @@ tsan: deps
 	$(CMAKE) --build build-tsan -j $(JOBS)
 	cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 setarch $$(uname -m) -R ctest $(CTEST_ARGS)
 
+# libFuzzer targets (clang) for every parser that reads network bytes, each run
+# FUZZ_SECONDS seconds; fails on any crash (the input is kept in build-fuzz/artifacts/).
+fuzz: deps
+	bash scripts/run-fuzz $(FUZZ_SECONDS)
+
 # `make install PREFIX=/opt/kyarm` installs elsewhere than the configured prefix.
 install: build
 	$(CMAKE) --install build $(if $(PREFIX),--prefix $(PREFIX))
 
 clean:
-	rm -rf build build-release build-asan build-tsan build-bench
+	rm -rf build build-release build-asan build-tsan build-bench build-fuzz
