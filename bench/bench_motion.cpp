@@ -24,6 +24,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/loopback.h"
 #include "ky_api.h"
 
 namespace {
@@ -103,36 +104,13 @@ public:
     std::function<void()> on_move;
 
     Peer() {
-        listener_ = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in addr{};
-        addr.sin_family = AF_INET;
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t len = sizeof addr;
-        ::bind(listener_, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
-        ::listen(listener_, 1);
-        ::getsockname(listener_, reinterpret_cast<sockaddr *>(&addr), &len);
-        port_ = ntohs(addr.sin_port);
-        const std::string six = "[-178000,-178000,-178000,-178000,-178000,-178000]";
-        replies_ = {
-            {"get_arm_software_info",
-             R"({"command":"arm_software_info","Product_version":"KY6A-B","algorithm_info":{"version":"1"},)"
-             R"("ctrl_info":{"version":"1","build_time":"2026-11-01"}})"},
-            {"get_realtime_push",
-             R"({"command":"get_realtime_push","cycle":5,"port":8089,"ip":"127.0.0.1","enable":false,)"
-             R"("custom":{"joint_speed":false,"lift_state":false,"expand_state":false,"arm_current_status":false},)"
-             R"("force_coordinate":0})"},
-            {"get_current_work_frame", R"({"command":"current_work_frame","frame_name":"World","pose":[0,0,0,0,0,0]})"},
-            {"get_current_tool_frame", R"({"command":"current_tool_frame","tool_name":"Arm_Tip","pose":[0,0,0,0,0,0],)"
-                                       R"("payload":0,"position":[0,0,0]})"},
-            {"get_install_pose", R"({"command":"install_pose","pose":[0,0,0]})"},
-            {"get_joint_min_pos", R"({"command":"joint_min_pos","min_pos":)" + six + "}"},
-            {"get_joint_max_pos", R"({"command":"joint_max_pos","max_pos":[178000,178000,178000,178000,178000,178000]})"},
-            {"get_joint_max_acc", R"({"command":"joint_max_acc","joint_acc":[1,1,1,1,1,1]})"},
-            {"get_joint_max_speed", R"({"command":"joint_max_speed","joint_speed":[1,1,1,1,1,1]})"},
+        listener_ = kybench::listen_loopback(1, &port_);
+        replies_ = kybench::identity_replies("[1,1,1,1,1,1]");
+        replies_.insert({
             {"movej", R"({"command":"movej","receive_state":true})"},
             // Asked only if the completion line came late: the trajectory is still running.
             {"get_arm_current_trajectory", R"({"command":"arm_current_trajectory","type":"movej","data":[0,0,0,0,0,0]})"},
-        };
+        });
         reader_ = std::thread([this] { run(); });
     }
     ~Peer() {

@@ -1,8 +1,12 @@
-// libFuzzer entry of the replies target; the body lives in entries.h.
+// libFuzzer entry of one target, chosen at compile time (KYFUZZ_TARGET names the body in
+// entries.h: receive, replies, udp_state or sim_request).
 #include <cstdarg>
 #include <cstdio>
 
 #include "tests/fuzz/entries.h"
+
+#define KYFUZZ_STR2(x) #x
+#define KYFUZZ_STR(x) KYFUZZ_STR2(x)
 
 namespace {
 // Every message is formatted (so a bad argument of a log call shows up) and dropped: parse
@@ -19,8 +23,8 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    if (const char *problem = kyfuzz::replies(data, size)) {
-        std::fprintf(stderr, "fuzz_replies: %s\n", problem);
+    if (const char *problem = kyfuzz::KYFUZZ_TARGET(data, size)) {
+        std::fprintf(stderr, "fuzz_" KYFUZZ_STR(KYFUZZ_TARGET) ": %s\n", problem);
         __builtin_trap();
     }
     return 0;
