@@ -32,7 +32,10 @@ const float kTarget[7] = {10, 0, 90, 0, 90, 0, 0};
 
 std::string speeds(int wire) {
     std::string s = R"({"command":"joint_max_speed","joint_speed":[)";
-    for (int i = 0; i < 6; ++i) s += (i ? "," : "") + std::to_string(wire);
+    for (int i = 0; i < 6; ++i) {
+        if (i > 0) s += ',';
+        s += std::to_string(wire);  // appended: "," + std::to_string() draws GCC 12's -Wrestrict at -O3
+    }
     return s + "]}";
 }
 std::string accepted(bool ok) { return std::string(R"({"command":"movej","receive_state":)") + (ok ? "true}" : "false}"); }
