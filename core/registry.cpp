@@ -322,10 +322,14 @@ KY_API int ky_get_connection_state(ky_robot_handle *robot_handle) {
     return h == nullptr ? -1 : h->connection.load();
 }
 
-KY_API int ky_reconnect_robot_arm(ky_robot_handle *robot_handle) {
+}  // extern "C"
+
+namespace {
+
+// Connects `robot_handle` again and synchronises it; the algorithm state is left to the
+// caller. The read lock keeps the record registered for the whole reconnect (a delete waits).
+int reconnect_registered(ky_robot_handle *robot_handle) {
     static const char *tag = "ky_reconnect_robot_arm";
-    ky::CallScope scope;
-    // The read lock keeps the record registered for the whole reconnect; a delete waits.
     ky::ReadLock lock;
     ky_handle *h = ky_get_ky_handle_by_robot_handle(robot_handle);
     if (h == nullptr) return -1;
@@ -365,10 +369,23 @@ KY_API int ky_reconnect_robot_arm(ky_robot_handle *robot_handle) {
         ky::store_field(h->robot.id, -1);
         return -3;
     }
-    ky_algo_arm_state_set(&h->robot);
     h->id = static_cast<uint32_t>(slot + 1);
     ky::store_field(h->robot.id, slot + 1);
     return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+KY_API int ky_reconnect_robot_arm(ky_robot_handle *robot_handle) {
+    ky::CallScope scope;
+    const int r = reconnect_registered(robot_handle);
+    // Loaded without the registry lock held: the algorithm state takes its own mutex first
+    // and the registry lock inside it, so holding the registry lock here could deadlock
+    // against a creation once a writer waits between the two.
+    if (r == 0) ky_algo_arm_state_set(robot_handle);
+    return r;
 }
 
 }  // extern "C"

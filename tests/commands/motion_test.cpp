@@ -342,12 +342,16 @@ TEST(SingleMode, NoCompletionReturnsMinusFiveAfterBlockSeconds) {
 TEST(SingleMode, ParseIsReusableWithOtherDeviceCodes) {
     Arm arm(1);
     EXPECT_EQ(ky_movecmd_singlemode_parse(arm.robot, 0, 0), -5);
-    arm.fake.push(completion(true, 3, 0));
-    EXPECT_EQ(ky_movecmd_singlemode_parse(arm.robot, 1, 3), 0);
-    arm.fake.push(completion(true, 0, 0));
-    EXPECT_EQ(ky_movecmd_singlemode_parse(arm.robot, 1, 4), -5);  // the attempt is used up
-    arm.fake.push(completion(false, 4, 0));
-    EXPECT_EQ(ky_movecmd_singlemode_parse(arm.robot, 3, 4), 1);
+    // A call takes only lines filed after it began: each line is pushed while it waits.
+    auto parse_while_pushed = [&](int attempts, int device, const std::string &line) {
+        auto f = start([&] { return ky_movecmd_singlemode_parse(arm.robot, attempts, device); });
+        std::this_thread::sleep_for(50ms);
+        arm.fake.push(line);
+        return f.get();
+    };
+    EXPECT_EQ(parse_while_pushed(1, 3, completion(true, 3, 0)), 0);
+    EXPECT_EQ(parse_while_pushed(1, 4, completion(true, 0, 0)), -5);  // the attempt is used up
+    EXPECT_EQ(parse_while_pushed(3, 4, completion(false, 4, 0)), 1);
 }
 
 // ------------------------------------------------------------------ pending events
