@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <thread>
 
 #include "core/drag_state.h"
 #include "core/json.h"
@@ -147,6 +149,9 @@ int ky::fifo_wait(ky_fifo *fifo, const char *key, char *out, int out_len, uint64
         r = take_locked(fifo, key, after, out, out_len);
     }
     fifo->waiters.erase(std::find(fifo->waiters.begin(), fifo->waiters.end(), &self));
+    lock.unlock();
+    // The filing thread may still be signalling us after it let go of the lock.
+    while (self.waking.load(std::memory_order_acquire) > 0) std::this_thread::yield();
     return r;
 }
 
@@ -263,7 +268,22 @@ void add_str_to_fifo(ky_handle *handle, const char *line, int length) {
     slot.length = static_cast<uint32_t>(length);
     slot.used = 1;
     fifo->order[store_at] = order;
-    for (const ky::FifoWaiter *w : fifo->waiters) {
-        if (w->wake != nullptr && order > w->after && std::strcmp(slot.key, w->key) == 0) w->wake->notify_one();
+    // The waits that take this line are woken after the lock is released, so that they do
+    // not wake only to block on it; each stays until its wake-up has been delivered.
+    ky::FifoWaiter *woken[8];
+    size_t count = 0;
+    for (ky::FifoWaiter *w : fifo->waiters) {
+        if (w->wake == nullptr || order <= w->after || std::strcmp(slot.key, w->key) != 0) continue;
+        if (count == std::size(woken)) {
+            w->wake->notify_one();  // more waits than we keep aside: woken under the lock
+            continue;
+        }
+        w->waking.fetch_add(1, std::memory_order_relaxed);
+        woken[count++] = w;
+    }
+    lock.unlock();
+    for (size_t i = 0; i < count; ++i) {
+        woken[i]->wake->notify_one();
+        woken[i]->waking.fetch_sub(1, std::memory_order_release);
     }
 }

@@ -2,6 +2,7 @@
 #pragma once
 #include <chrono>
 #include <condition_variable>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -34,6 +35,9 @@ struct FifoWaiter {
     const char *key;
     uint64_t after;
     std::condition_variable *wake = nullptr;  // signalled when a line it takes is filed
+    // Wake-ups handed out under the FIFO's lock and not yet delivered: the wait stays (and
+    // keeps its condition variable alive) until they are.
+    std::atomic<int> waking{0};
 };
 // A completion line announced by an accepted non-blocking command: the first line under
 // `key` filed after arrival order `after` belongs to the event callback, not to a waiter.
