@@ -76,13 +76,13 @@ int take_locked(ky_fifo *fifo, const char *key, uint64_t after, char *out, int o
     return length;
 }
 
-// The slot a new line goes to: the first free one, or the first whose line is more than 50
-// lines old and wanted by nobody; when all are taken, the oldest line no wait wants, and
-// only when every line is wanted, the oldest of all.
-int choose_slot(ky_fifo *fifo, uint64_t now) {
+// The slot a new line goes to: the first free one; when all are taken, the oldest line no
+// wait wants, and only when every line is wanted, the oldest of all. A line is never
+// overwritten while a slot is free: its call may not have begun to wait yet (a thread
+// preempted between its send and its wait), so age alone never makes a line expendable.
+int choose_slot(ky_fifo *fifo) {
     for (int i = 0; i < ky::kFifoSlots; ++i) {
-        const ky_fifo_slot &slot = fifo->slots[i];
-        if (!slot.used || (now - slot.stamp > ky::kFifoStaleAge && !wanted(fifo, i))) return i;
+        if (!fifo->slots[i].used) return i;
     }
     int oldest = -1, oldest_unwanted = -1;
     for (int i = 0; i < ky::kFifoSlots; ++i) {
@@ -248,7 +248,7 @@ void add_str_to_fifo(ky_handle *handle, const char *line, int length) {
 
     lock.lock();
     if (have_event && consume_announced(fifo, key, order)) return;  // the event callback had it
-    int store_at = choose_slot(fifo, now);
+    int store_at = choose_slot(fifo);
     if (sample) {
         const int dof = ky::load_field(handle->robot.dof);
         if (dof > 0 && dof < ky::kFifoSlots) store_at = dof;

@@ -15,7 +15,6 @@ namespace ky {
 constexpr int kFifoSlots = 20;
 constexpr int kFifoKeyLen = 54;     // NUL-terminated key, at most 53 characters
 constexpr int kFifoTextLen = 10240; // stored line, longer lines are cut
-constexpr uint64_t kFifoStaleAge = 50;
 }  // namespace ky
 
 #pragma pack(push, 1)

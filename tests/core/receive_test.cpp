@@ -137,6 +137,14 @@ TEST_F(Fifo, FullFifoEvictsTheOldestLineNobodyWaitsFor) {
         h->fifo->waiters.clear();
     }
     EXPECT_GT(take("wanted"), 0);
+    // A line whose call has not begun to wait yet (its thread preempted between send and
+    // wait) is not overwritten for its age while slots are free.
+    file("mine");
+    for (int i = 0; i < 120; ++i) {
+        file("traffic");
+        EXPECT_GT(take("traffic"), 0);
+    }
+    EXPECT_GT(take("mine"), 0);
     // Non-JSON lines count but are never stored.
     file("x\"");
     EXPECT_EQ(take("x"), -1);
