@@ -16,7 +16,9 @@ extern "C" {
 /** Starts the library. Mode 0: no thread, each command's calling thread reads its own
  *  replies (meant for one calling thread). Mode 1: one receive thread serves all robots.
  *  Mode 2: receive thread plus the UDP realtime-state thread. Other values start nothing.
- *  Returns 0, or -1 when a thread cannot be started. Call once, or again after ky_destory(). */
+ *  Returns 0, or -1 when a thread cannot be started. Call once, or again after ky_destory().
+ *  A host program that exits (returns from main, or calls exit()) without ky_destory()
+ *  exits cleanly: the library's threads are stopped at exit. */
 KY_API int ky_init(int mode);
 /** Library version, "1.0.3.t5". */
 KY_API const char *ky_api_version(void);
@@ -26,11 +28,15 @@ KY_API const char *ky_api_version(void);
  *  Returns null when all five robot slots are taken or the address or port is refused.
  *  Otherwise returns the record; its `id` is 1..5 on success and -1 when the connection or
  *  the synchronisation failed. A record with id -1 still holds its slot until
- *  ky_delete_robot_arm() is called with it. */
+ *  ky_delete_robot_arm() is called with it. Also returns null when ky_destory() ran on
+ *  another thread while this creation synchronised (the record it worked on is then freed
+ *  once it let go of it, never while in use). */
 KY_API ky_robot_handle *ky_create_robot_arm(const char *ip, int port);
 /** Closes one robot's connection and frees its slot. The record stays readable (id 0)
  *  until ky_destory(); commands with it return -1. Waits for that robot's commands in
- *  flight. Returns 0, or -1 (logged "not find handle") for an unknown pointer. */
+ *  flight; commands that other threads start meanwhile wait for it (the registry lock lets
+ *  create, delete and destroy in before later commands, so they are never starved).
+ *  Returns 0, or -1 (logged "not find handle") for an unknown pointer. */
 KY_API int ky_delete_robot_arm(ky_robot_handle *robot_handle);
 /** Stops the library's threads, closes every robot and frees every record (including those
  *  of deleted robots). Always 0. Afterwards ky_init() may be called again. */
