@@ -56,7 +56,9 @@ typedef struct {
  *  "command" (or "state") value is reply_key, copying it into reply_buf (at most
  *  reply_len - 1 bytes, NUL-terminated). With a null reply_key, sends, sleeps timeout_ms and
  *  returns 0. Returns the reply length (> 0), -1 unknown handle or send failure, -2 no reply.
- *  Holds the registry's read lock for the whole call. Type-4 items are consumed. */
+ *  Holds the registry's read lock for the whole call. Type-4 items are consumed.
+ *  Modes 1 and 2: only lines filed after the call began count (a reply that came after an
+ *  earlier call timed out is never taken); of those, the oldest under reply_key is taken. */
 KY_API int ky_pack_lock_set(const char *tag, ky_robot_handle *robot_handle, json_pack_item *items,
                             int count, const char *reply_key, char *reply_buf, int reply_len,
                             int timeout_ms);

@@ -24,8 +24,13 @@ extern "C" {
  * the trajectory by itself, 1 joins it to the next one sent.
  *
  * Acceptance: one exchange waiting m_nOutTime for {"receive_state":...}. Non-blocking forms
- * mark the next completion line as an event: it goes to the event callback
- * (ky_get_arm_event_call_back) and no reply wait sees it.
+ * (modes 1 and 2, trajectory_connect 0) mark their completion line as an event: on that
+ * robot, the first completion line filed after the acceptance goes to the event callback
+ * (ky_get_arm_event_call_back) only and no reply wait sees it. The mark is kept per robot
+ * and per accepted move, so two non-blocking moves followed by a blocking one leave the
+ * blocking one waiting for its own completion. A move with trajectory_connect 1 reports no
+ * completion of its own and marks nothing. A blocking wait never takes a completion line
+ * filed before its call began.
  *
  * Blocking wait (modes 1 and 2): returns as soon as the completion line
  * {"command":"current_trajectory_state","trajectory_state":true,"device":0,
