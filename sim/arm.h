@@ -21,6 +21,15 @@ struct ToolFrame {
     double com[3] = {0, 0, 0};            // centre of mass, m
 };
 
+// Digital IO of the controller (four channels) and of the tool flange (two channels). A
+// channel's mode selects what its single-channel read reports: 0 input level, 1 output level.
+struct IoState {
+    static constexpr int kChannels = 4, kToolChannels = 2;
+    int mode[kChannels] = {}, di[kChannels] = {}, dout[kChannels] = {};
+    int tool_mode[kToolChannels] = {}, tool_di[kToolChannels] = {}, tool_do[kToolChannels] = {};
+    int voltage_type = 3, tool_voltage_type = 0;  // 0 off, 1 5 V, 2 12 V, 3 24 V
+};
+
 struct EnvelopeBall {
     std::string name;
     int radius = 0, x = 0, y = 0, z = 0;  // thousandths, as on the wire
@@ -121,6 +130,7 @@ public:
     std::map<int, Eigen::Vector3d> work_points;      // teaching points: tool positions in the world
     std::map<std::string, std::vector<EnvelopeBall>> envelopes;
     PushConfig push;
+    IoState io;
 
     ArmKinematics kin_;
     std::mt19937_64 rng;

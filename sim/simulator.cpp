@@ -540,6 +540,24 @@ bool Simulator::set_joints(const std::vector<double> &q) {
     return true;
 }
 
+namespace {
+bool drive_input(int *levels, int channels, int channel, int level) {
+    if (channel < 1 || channel > channels || (level != 0 && level != 1)) return false;
+    levels[channel - 1] = level;
+    return true;
+}
+}  // namespace
+
+bool Simulator::set_digital_input(int channel, int level) {
+    std::lock_guard<std::mutex> lk(impl_->m);
+    return drive_input(impl_->arm.io.di, IoState::kChannels, channel, level);
+}
+
+bool Simulator::set_tool_digital_input(int channel, int level) {
+    std::lock_guard<std::mutex> lk(impl_->m);
+    return drive_input(impl_->arm.io.tool_di, IoState::kToolChannels, channel, level);
+}
+
 int Simulator::client_count() const {
     std::lock_guard<std::mutex> lk(impl_->m);
     return static_cast<int>(impl_->clients.size());

@@ -92,6 +92,10 @@ public:
     bool wait_idle(int timeout_ms) const;
     // Places the arm at `joints` (degrees) at once; false while moving or outside the limits.
     bool set_joints(const std::vector<double> &joints);
+    // Drives a digital input of the controller (channels 1..4) or of the tool flange (1..2) to
+    // `level` (0 or 1), as wiring would; false for a channel or level the controller lacks.
+    bool set_digital_input(int channel, int level);
+    bool set_tool_digital_input(int channel, int level);
 
     // ---- connection control
     int client_count() const;

@@ -102,6 +102,7 @@ bool move_common(Ctx &c, MoveRequest &r);
 // sim/commands/ (defining `<family>_commands()`) and its line here.
 #define KY_SIM_COMMAND_FAMILIES(FAMILY) \
     FAMILY(identity)                    \
+    FAMILY(io)                          \
     FAMILY(joint_config)                \
     FAMILY(arm_limits)                  \
     FAMILY(motion)                      \
