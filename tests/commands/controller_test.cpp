@@ -10,6 +10,10 @@ using namespace kymotion;
 
 namespace {
 
+// Waits of 300 ms: a cold start under the sanitizers can make the connection's first reply
+// slower than the suites' usual 100 ms.
+constexpr int kWait = 300;
+
 std::string wire_line(const std::string &request) { return request + std::string("\r\n\0", 3); }
 
 std::string reply_named(const std::string &name, const std::string &members) {
@@ -37,7 +41,8 @@ TEST(Controller, SettersSendTheirRequestAndReadTheStateKey) {
         {"clear_joint_odom", ky_clear_joint_odom, R"({"command":"clear_joint_odom"})", "clear_state"},
         {"clear_system_err", ky_clear_system_err, R"({"command":"clear_system_err"})", "clear_state"},
     };
-    Arm arm;
+    Arm arm(1, "KY6A-B", kWait);
+    ASSERT_EQ(arm.robot->id, 1);
     for (const auto &c : cases) {
         std::string key = "\"";
         key += c.state_key;
@@ -94,7 +99,8 @@ TEST(Controller, QueriesScaleAndWriteOnlyOnSuccess) {
         {"runtime not json", "get_system_runtime", R"({"command":"get_system_runtime","day":)", -2,
          {-1, -1, -1, -1}},
     };
-    Arm arm;
+    Arm arm(1, "KY6A-B", kWait);
+    ASSERT_EQ(arm.robot->id, 1);
     for (const auto &c : cases) {
         reset();
         arm.fake.clear_received();
@@ -124,7 +130,8 @@ TEST(Controller, QueriesScaleAndWriteOnlyOnSuccess) {
 
 // A power-state reply without a readable "power_state" gives the exchange's positive result.
 TEST(Controller, PowerStateWithoutTheMemberIsAPositiveResult) {
-    Arm arm;
+    Arm arm(1, "KY6A-B", kWait);
+    ASSERT_EQ(arm.robot->id, 1);
     kytest::LogCapture log;
     int power = 42;
     const std::string reply = reply_named("arm_power_state", R"("arm_power":true)");
@@ -156,7 +163,8 @@ TEST(Controller, OdometerFollowsTheDegreeOfFreedom) {
         {"dof unknown", "KY6A-B", 0, "[1,2,3,4,5,6]", -1, {-9, -9, -9, -9, -9, -9, -9}},
     };
     for (const auto &c : cases) {
-        Arm arm(1, c.product);
+        Arm arm(1, c.product, kWait);
+        ASSERT_EQ(arm.robot->id, 1) << c.name;
         ky::store_field(arm.robot->dof, c.dof);
         std::string members = R"("odom":)";
         members += c.odom;
@@ -176,7 +184,8 @@ TEST(Controller, OdometerFollowsTheDegreeOfFreedom) {
 
 // Every operation of the family on a handle that is not registered.
 TEST(Controller, UnknownHandleIsRefusedWithoutSending) {
-    Arm arm;
+    Arm arm(1, "KY6A-B", kWait);
+    ASSERT_EQ(arm.robot->id, 1);
     ky_robot_handle bogus{};
     float f[7] = {};
     int i[4] = {};
