@@ -84,6 +84,7 @@ bool Arm::init(const Options &o, std::string &error) {
     push.arm_current_status = o.push_arm_current_status;
     speed_scale = o.speed_scale > 0 ? o.speed_scale : 1.0;
     rng.seed(o.seed ? o.seed : 0x5eedULL);
+    runtime_start = std::chrono::steady_clock::now();
     q_.fill(0);
     for (size_t i = 0; i < o.initial_joints.size() && i < static_cast<size_t>(dof); ++i) q_[i] = o.initial_joints[i];
     if (!within_limits(q_)) {
@@ -307,7 +308,7 @@ bool Arm::plan(const MoveRequest &req, const Joints &start, Trajectory &out) {
 }
 
 bool Arm::submit(const MoveRequest &req) {
-    if (jog_.active || halting_) return false;
+    if (!power || jog_.active || halting_) return false;
     for (int i = 0; i < dof; ++i) {
         if (!en_state[i] || err_flag[i]) return false;
     }
@@ -326,7 +327,7 @@ bool Arm::submit(const MoveRequest &req) {
 // ------------------------------------------------------------------ jogging
 
 bool Arm::start_jog(JogKind kind, int index, bool positive, int v) {
-    if (busy() || index < 0 || index >= (kind == JogJoint ? dof : 3) || v <= 0) return false;
+    if (!power || busy() || index < 0 || index >= (kind == JogJoint ? dof : 3) || v <= 0) return false;
     for (int i = 0; i < dof; ++i) {
         if (!en_state[i] || err_flag[i]) return false;
     }
@@ -372,7 +373,14 @@ void Arm::jog_tick(double dt) {
 
 // ------------------------------------------------------------------ playback and stopping
 
+// Every step's joint travel runs the odometers.
 void Arm::tick(double dt, std::vector<std::string> &lines) {
+    const Joints before = q_;
+    advance(dt, lines);
+    for (int i = 0; i < dof; ++i) odom[i] += std::fabs(q_[i] - before[i]);
+}
+
+void Arm::advance(double dt, std::vector<std::string> &lines) {
     double rate = paused_ ? 0.0 : 1.0;
     if (halting_) {
         halt_factor_ -= dt / std::max(0.3 / speed_scale, 0.01);

@@ -2,6 +2,7 @@
 // Not synchronised itself: the Simulator serialises every access with its state mutex.
 #pragma once
 #include <array>
+#include <chrono>
 #include <deque>
 #include <map>
 #include <random>
@@ -130,6 +131,12 @@ public:
     std::map<int, Eigen::Vector3d> work_points;      // teaching points: tool positions in the world
     std::map<std::string, std::vector<EnvelopeBall>> envelopes;
     PushConfig push;
+    // Controller state: arm power (off refuses motion), the origin of the system running time,
+    // each joint's travel in degrees since its odometer was cleared, the system error flag.
+    bool power = true;
+    std::chrono::steady_clock::time_point runtime_start = std::chrono::steady_clock::now();
+    double odom[kMaxDof] = {};
+    int system_err = 0;
     IoState io;
 
     ArmKinematics kin_;
@@ -143,6 +150,7 @@ private:
     Joints planned_end() const;
     std::string completion(bool ok, int connect) const;
     void jog_tick(double dt);
+    void advance(double dt, std::vector<std::string> &lines);  // one motion step of tick()
 
     std::deque<Trajectory> queue_;         // accepted; the front one runs
     std::vector<Trajectory> joined_;       // trajectory_connect 1, waiting for one with 0

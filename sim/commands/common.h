@@ -108,7 +108,8 @@ bool move_common(Ctx &c, MoveRequest &r);
     FAMILY(motion)                      \
     FAMILY(jogging)                     \
     FAMILY(realtime)                    \
-    FAMILY(frames)
+    FAMILY(frames)                      \
+    FAMILY(controller)
 
 #define KY_SIM_DECLARE_FAMILY(family) std::span<const Command> family##_commands();
 KY_SIM_COMMAND_FAMILIES(KY_SIM_DECLARE_FAMILY)
