@@ -7,30 +7,15 @@
 #include <thread>
 
 #include "sim/simulator.h"
+#include "support/sim_fixture.h"
 #include "support/test_util.h"
 
 using namespace std::chrono_literals;
 
 namespace {
 
-class ControllerSim : public ::testing::Test {
+class ControllerSim : public kytest::TcpSimTest {
 protected:
-    ky::sim::Simulator sim{[] {
-        ky::sim::Options o;
-        o.push_enable = false;
-        o.speed_scale = 4.0;
-        return o;
-    }()};
-    kytest::Library lib{1, 500, 1000};
-    ky_robot_handle *robot = nullptr;
-
-    void SetUp() override {
-        ASSERT_TRUE(sim.start()) << sim.error();
-        robot = ky_create_robot_arm("127.0.0.1", sim.port());
-        ASSERT_NE(robot, nullptr);
-        ASSERT_EQ(robot->id, 1);
-    }
-    void TearDown() override { sim.stop(); }
 
     int power_state() {
         int p = -1;

@@ -4,28 +4,12 @@
 #include <vector>
 
 #include "sim/simulator.h"
+#include "support/sim_fixture.h"
 #include "support/test_util.h"
 
 namespace {
 
-class IoSim : public ::testing::Test {
-protected:
-    ky::sim::Simulator sim{[] {
-        ky::sim::Options o;
-        o.push_enable = false;
-        return o;
-    }()};
-    kytest::Library lib{1, 300, 500};
-    ky_robot_handle *robot = nullptr;
-
-    void SetUp() override {
-        ASSERT_TRUE(sim.start()) << sim.error();
-        robot = ky_create_robot_arm("127.0.0.1", sim.port());
-        ASSERT_NE(robot, nullptr);
-        ASSERT_EQ(robot->id, 1);
-    }
-    void TearDown() override { sim.stop(); }
-};
+class IoSim : public kytest::TcpSimTest {};
 
 TEST_F(IoSim, OutputsAreReadBack) {
     ASSERT_EQ(ky_set_DO_state(robot, 2, 1), 0);

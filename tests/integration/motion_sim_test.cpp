@@ -9,6 +9,7 @@
 
 #include "core/fifo.h"
 #include "sim/simulator.h"
+#include "support/sim_fixture.h"
 #include "support/test_util.h"
 
 using namespace std::chrono_literals;
@@ -25,24 +26,8 @@ void on_event(ky_event_data e) {
     ++g_arm_events;
 }
 
-class MotionSim : public ::testing::Test {
+class MotionSim : public kytest::TcpSimTest {
 protected:
-    ky::sim::Simulator sim{[] {
-        ky::sim::Options o;
-        o.push_enable = false;
-        o.speed_scale = 4.0;
-        return o;
-    }()};
-    kytest::Library lib{1, 500, 1000};
-    ky_robot_handle *robot = nullptr;
-
-    void SetUp() override {
-        ASSERT_TRUE(sim.start()) << sim.error();
-        robot = ky_create_robot_arm("127.0.0.1", sim.port());
-        ASSERT_NE(robot, nullptr);
-        ASSERT_EQ(robot->id, 1);
-    }
-    void TearDown() override { sim.stop(); }
 
     void expect_at(const float (&target)[7]) {
         const auto q = sim.joints();

@@ -1,5 +1,6 @@
-// A simulator started in-process on ephemeral ports, with the library connected to it in
-// mode 2 (its realtime pushes reach the library's UDP receiver).
+// Simulators started in-process on ephemeral ports with the library connected to them:
+// SimTest in mode 2 (its realtime pushes reach the library's UDP receiver), TcpSimTest in
+// mode 1 without pushes.
 #pragma once
 #include <gtest/gtest.h>
 
@@ -13,6 +14,27 @@
 #include "support/test_util.h"
 
 namespace kytest {
+
+// Mode 1, no realtime pushes, the arm moving four times as fast as the real one.
+class TcpSimTest : public ::testing::Test {
+protected:
+    ky::sim::Simulator sim{[] {
+        ky::sim::Options o;
+        o.push_enable = false;
+        o.speed_scale = 4.0;
+        return o;
+    }()};
+    kytest::Library lib{1, 500, 1000};
+    ky_robot_handle *robot = nullptr;
+
+    void SetUp() override {
+        ASSERT_TRUE(sim.start()) << sim.error();
+        robot = ky_create_robot_arm("127.0.0.1", sim.port());
+        ASSERT_NE(robot, nullptr);
+        ASSERT_EQ(robot->id, 1);
+    }
+    void TearDown() override { sim.stop(); }
+};
 
 class SimTest : public ::testing::Test {
 protected:
