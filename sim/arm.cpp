@@ -202,7 +202,10 @@ bool Arm::plan_path(const Eigen::Isometry3d &, const std::vector<Eigen::Isometry
 namespace {
 int sample_count(double length, double angle) {
     const double n = std::max(length / 0.002, angle / 0.01);
-    return std::clamp(static_cast<int>(std::ceil(n)), 10, 1500);
+    // Clamped before the conversion: a path through absurd points (or a NaN) must not
+    // overflow the integer.
+    if (!(n < 1500.0)) return 1500;
+    return std::max(static_cast<int>(std::ceil(n)), 10);
 }
 
 std::vector<Eigen::Isometry3d> sample_path(int n, const std::function<Eigen::Isometry3d(double)> &at) {
