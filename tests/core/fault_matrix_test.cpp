@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "core/units.h"
+#include "core/fifo.h"
 #include "support/test_util.h"
 
 namespace {
@@ -249,6 +250,13 @@ const char *const kCallNames[] = {"Get", "NonBlocking", "Blocking"};
 
 class FaultMatrix : public ::testing::TestWithParam<Case> {};
 
+// Waits (at most 3 s) until the library has filed a line after arrival order `before`: a
+// late line must be in before the next call begins, or nothing can tell it from a reply.
+void wait_filed(uint64_t before) {
+    for (int i = 0; i < 600 && ky::arrival_now() <= before; ++i) std::this_thread::sleep_for(5ms);
+    std::this_thread::sleep_for(5ms);  // the filing that counted it completes
+}
+
 TEST_P(FaultMatrix, CodeInTimeThenTheNextCallWorks) {
     const Case &c = GetParam();
     const int want = expected(c);
@@ -262,6 +270,7 @@ TEST_P(FaultMatrix, CodeInTimeThenTheNextCallWorks) {
         rig.normal();
         rig.fault(c.row->fault, c.call);
         const size_t answered = fake.answers();
+        const uint64_t filed_before = ky::arrival_now();
 
         const Outcome got = run(robot, c.call);
         EXPECT_EQ(got.code, want);
@@ -280,11 +289,11 @@ TEST_P(FaultMatrix, CodeInTimeThenTheNextCallWorks) {
             break;
         case Fault::Slow:
             ASSERT_TRUE(fake.wait_for_answers(answered + 1, 3s));
-            std::this_thread::sleep_for(100ms);  // the late line reaches the library
+            wait_filed(filed_before);  // the late line reaches the library before the next call
             break;
         case Fault::Late:
             rig.push_late(c.call);
-            std::this_thread::sleep_for(100ms);
+            wait_filed(filed_before);
             break;
         default:
             std::this_thread::sleep_for(2 * kCompletionDelay);  // pushes of the faulted call land
