@@ -85,39 +85,6 @@ TEST(StaleLines, BlockingMoveIgnoresCompletionsThatAreNotItsOwn) {
     }
 }
 
-// A reply that arrives after its call timed out is never handed to the next call.
-TEST(StaleLines, LateReplyGoesToNobody) {
-    struct Case {
-        const char *command;
-        std::string late, fresh;
-        std::function<int(ky_robot_handle *)> call;
-        int expect;
-    } cases[] = {
-        {"get_joint_max_speed", R"({"command":"joint_max_speed","joint_speed":[1000,1000,1000,1000,1000,1000]})",
-         R"({"command":"joint_max_speed","joint_speed":[2000,2000,2000,2000,2000,2000]})",
-         [](ky_robot_handle *r) {
-             float v[7] = {};
-             int res = ky_get_joint_max_speed(r, v);
-             return res == 0 ? static_cast<int>(v[0] + 0.5f) : res;
-         },
-         12},  // 2000 / 1000 * 6 degrees/s: the fresh value, not the late one
-        {"set_joint_max_speed", R"({"command":"set_joint_max_speed","joint_max_speed":false})",
-         R"({"command":"set_joint_max_speed","joint_max_speed":true})",
-         [](ky_robot_handle *r) { return ky_set_joint_max_speed(r, 1, 10.0f); }, 0},
-    };
-    for (const auto &c : cases) {
-        kytest::Library lib(1, 100, 150);
-        FakeController fake;
-        ky_robot_handle *robot = kytest::connect(fake);
-        fake.off(c.command);
-        EXPECT_EQ(c.call(robot), -2) << c.command;
-        fake.push(c.late);  // the controller answers the timed-out call after all
-        std::this_thread::sleep_for(50ms);
-        fake.on(c.command, c.fresh);
-        EXPECT_EQ(c.call(robot), c.expect) << c.command;
-    }
-}
-
 // One robot's non-blocking move never swallows another robot's completion, and five robots
 // blocking at once each return on their own completion.
 TEST(SeveralRobots, EachWaitTakesItsOwnRobotsCompletion) {

@@ -131,8 +131,8 @@ inline const char *const kReplyKeys[] = {
 inline const char *replies(const uint8_t *data, size_t size) {
     Bytes in(data, size);
     const uint8_t which = in.byte();
-    uint8_t spec[12];
-    for (uint8_t &b : spec) b = in.byte();
+    uint8_t shape[12];
+    for (uint8_t &b : shape) b = in.byte();
     const std::string text = in.rest();  // NUL-terminated by std::string
     constexpr size_t kKeys = sizeof kReplyKeys / sizeof kReplyKeys[0];
 
@@ -142,9 +142,9 @@ inline const char *replies(const uint8_t *data, size_t size) {
         json_parse_item items[4];
         std::memset(items, 0, sizeof items);
         for (int i = 0; i < count; ++i) {
-            items[i].type = spec[3 * i] % 6;  // 5: a type the parser does not know
-            items[i].key = kReplyKeys[spec[3 * i + 1] % kKeys];
-            items[i].count = spec[3 * i + 2] % 32;
+            items[i].type = shape[3 * i] % 6;  // 5: a type the parser does not know
+            items[i].key = kReplyKeys[shape[3 * i + 1] % kKeys];
+            items[i].count = shape[3 * i + 2] % 32;
         }
         const int r = common_json_parse("fuzz", text.c_str(), items, count);
         const char *problem = nullptr;
@@ -158,7 +158,7 @@ inline const char *replies(const uint8_t *data, size_t size) {
         return problem;
     }
     case 1: {
-        const char *key = kReplyKeys[spec[0] % kKeys];
+        const char *key = kReplyKeys[shape[0] % kKeys];
         const int r = parse_ky_set_command("fuzz", text.c_str(), key);
         return (r == 0 || r == 1 || r == -3) ? nullptr : "set reply: result not 0, 1 or -3";
     }
