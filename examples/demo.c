@@ -424,20 +424,13 @@ static int run_program(ky_robot_handle *robot, const char *product) {
     return failures;
 }
 
-/* Starts the library, connects to the controller at ip:port, runs the program, disconnects
- * and stops the library: each arm gets a run of its own. The number of failed calls, or -1
- * when the library did not start or no connection was made. */
+/* Connects to the controller at ip:port, runs the program and disconnects. The number of
+ * failed calls, or -1 when no connection was made. */
 static int drive_arm(const char *ip, int port) {
     pthread_mutex_lock(&g_lock);
     memset(&g_state, 0, sizeof g_state);
     g_pushes = 0;
     pthread_mutex_unlock(&g_lock);
-    if (ky_init(2) != 0) {
-        fprintf(stderr, "demo: the library did not start\n");
-        return -1;
-    }
-    ky_realtime_arm_state_call_back(on_state);
-    ky_get_arm_event_call_back(on_event);
     ky_robot_handle *robot = ky_create_robot_arm(ip, port);
     int failures = -1;
     if (robot == NULL || robot->id < 1) {
@@ -450,7 +443,6 @@ static int drive_arm(const char *ip, int port) {
         printf("program finished: %d failed call(s)\n", failures);
     }
     if (robot) ky_delete_robot_arm(robot);
-    ky_destory();
     return failures;
 }
 
@@ -483,15 +475,25 @@ int main(int argc, char **argv) {
     }
 
     printf("kyarm %s, algorithms %s\n", ky_api_version(), ky_algo_version());
+    /* One library run for every arm: the simulated arms are connected one after another. */
+    if (ky_init(2) != 0) {
+        fprintf(stderr, "demo: the library did not start\n");
+        return 1;
+    }
+    ky_realtime_arm_state_call_back(on_state);
+    ky_get_arm_event_call_back(on_event);
     int failed_arms = 0;
     if (!use_sim) {
         failed_arms += drive_arm(ip, port) != 0;
     } else {
         const char *const *products = product ? &product : k_products;
         const int count = product ? 1 : PRODUCT_COUNT;
+        /* Every simulated arm pushes to the same port: the library's receiver keeps the ports
+         * it was given for its whole run, and has room for five. */
+        const int push_port = free_udp_port();
         for (int m = 0; m < count; ++m) {
             printf("\n==== %s (simulated) ====\n", products[m]);
-            pid_t sim = start_simulator(sim_path, products[m], free_udp_port(), &port);
+            pid_t sim = start_simulator(sim_path, products[m], push_port, &port);
             if (sim < 0) {
                 fprintf(stderr, "demo: the simulator %s did not start for %s\n", sim_path, products[m]);
                 ++failed_arms;
@@ -505,5 +507,6 @@ int main(int argc, char **argv) {
             printf("\n%d of %d arm models ran the whole program without a failed call\n", count - failed_arms, count);
         }
     }
+    ky_destory();
     return failed_arms == 0 ? 0 : 1;
 }
