@@ -168,14 +168,14 @@ TEST(SimDevices, CompletionLinesCarryTheDeviceCode) {
         EXPECT_TRUE(cJSON_IsTrue(member(done, "trajectory_state"))) << k.request;
         EXPECT_EQ(num(done, "trajectory_connect"), 0) << k.request;
     }
-    // Without "block" the hand's action runs and reports nothing; a posture cut short by new
+    // Without "block" the hand's action runs and reports nothing; a sequence cut short by new
     // angles reports false.
     Json r = c.request(R"({"command":"set_hand_posture","posture_num":2,"block":false})", "set_hand_posture");
     ASSERT_TRUE(cJSON_IsTrue(member(r, "set_state")));
-    r = c.request(R"({"command":"set_hand_seq","seq_num":2,"block":true})", "set_hand_seq");
-    ASSERT_TRUE(cJSON_IsTrue(member(r, "set_state")));
-    r = c.request(R"({"command":"set_hand_angle","hand_angle":[1,2,3,4,5,6]})", "set_hand_angle");
-    ASSERT_TRUE(cJSON_IsTrue(member(r, "set_state")));
+    c.send(R"({"command":"set_hand_seq","seq_num":2,"block":true})");
+    c.send(R"({"command":"set_hand_angle","hand_angle":[1,2,3,4,5,6]})");
+    ASSERT_TRUE(cJSON_IsTrue(member(parse(c.expect("set_hand_seq")), "set_state")));
+    ASSERT_TRUE(cJSON_IsTrue(member(parse(c.expect("set_hand_angle")), "set_state")));
     Json cut = completion(c, 2);
     ASSERT_TRUE(cut);
     EXPECT_TRUE(cJSON_IsFalse(member(cut, "trajectory_state")));
@@ -246,11 +246,11 @@ TEST(SimDevices, AxesMoveInRealTimeAndReportAtTheTarget) {
         double push_scale;  // push "pos" per unit of the state's position
     } axes[] = {
         {3, R"({"command":"set_lift_height","speed":100,"height":300})", nullptr, R"({"command":"get_lift_state"})",
-         "lift_state", "height", R"({"command":"set_lift_speed","speed":-100})", R"({"command":"set_lift_speed","speed":0})",
+         "lift_state", "height", R"({"command":"set_lift_speed","speed":-20})", R"({"command":"set_lift_speed","speed":0})",
          "set_lift_speed", "set_state", 300, "lift_state",
          1000.0},
         {4, R"({"command":"expand_set_pos","speed":100,"pos":-90000})", "expand_set_pos",
-         R"({"command":"expand_get_state"})", "expand_state", "pos", R"({"command":"expand_set_speed","speed":50})",
+         R"({"command":"expand_get_state"})", "expand_state", "pos", R"({"command":"expand_set_speed","speed":20})",
          R"({"command":"expand_set_speed","speed":0})", "expand_set_speed", "set_speed_state", -90000, "expand_state", 1.0},
     };
     for (const auto &a : axes) {
