@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "sim/arm_kinematics.h"
+#include "sim/devices.h"
 #include "sim/simulator.h"
 
 namespace ky::sim {
@@ -138,6 +139,7 @@ public:
     double odom[kMaxDof] = {};
     int system_err = 0;
     IoState io;
+    Devices devices;  // gripper, hand, lift and expansion axis
 
     ArmKinematics kin_;
     std::mt19937_64 rng;

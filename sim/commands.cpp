@@ -58,13 +58,14 @@ void dispatch(Arm &arm, const cJSON *req, const std::string &name, bool refuse, 
             cJSON_AddStringToObject(reply, "command", cmd->state ? cmd->reply : cmd->name);
             cJSON_AddBoolToObject(reply, cmd->state ? cmd->state : "get_state", false);
         } else {
-            cJSON_AddStringToObject(reply, "command", cmd->reply);
+            cJSON_AddStringToObject(reply, "command", cmd->reply ? cmd->reply : cmd->name);
             Ctx ctx{arm, req, reply, out};
             const bool ok = cmd->fn(ctx);
             if (cmd->state) cJSON_AddBoolToObject(reply, cmd->state, ok);
         }
     }
-    out.replies.push_back(print(reply));
+    // A row without a reply name is a command the controller does not acknowledge.
+    if (cmd == nullptr || cmd->reply != nullptr) out.replies.push_back(print(reply));
     cJSON_Delete(reply);
 }
 

@@ -133,6 +133,7 @@ struct Simulator::Impl {
 
 bool Simulator::Impl::start() {
     if (!arm.init(opts, error)) return false;
+    arm.devices.init(opts);
     if (opts.push_cycle_ms < 1 || opts.push_cycle_ms > 1000) {
         error = "push cycle must be 1..1000 ms";
         return false;
@@ -374,6 +375,7 @@ void Simulator::Impl::motion_loop() {
         last = now;
         std::vector<std::string> lines;
         arm.tick(dt, lines);
+        arm.devices.tick(dt, arm.power, lines);
         broadcast_locked(lines);
         if (!arm.busy()) idle_cv.notify_all();
     }
@@ -418,18 +420,20 @@ std::string Simulator::Impl::datagram() {
     if (arm.push.arm_current_status) cJSON_AddStringToObject(o, "arm_current_status", arm.status_name());
     if (arm.push.lift_state) {
         cJSON *l = cJSON_AddObjectToObject(o, "lift_state");
-        cJSON_AddNumberToObject(l, "pos", 0);
-        cJSON_AddNumberToObject(l, "height", 0);
-        cJSON_AddNumberToObject(l, "current", 0);
+        const LinearAxis &lift = arm.devices.lift;
+        cJSON_AddNumberToObject(l, "pos", std::lround(lift.travel.pos * 1000.0));
+        cJSON_AddNumberToObject(l, "height", std::lround(lift.travel.pos));
+        cJSON_AddNumberToObject(l, "current", lift.current());
         cJSON_AddNumberToObject(l, "err_flag", 0);
         cJSON_AddNumberToObject(l, "en_flag", 1);
     }
     if (arm.push.expand_state) {
         cJSON *e = cJSON_AddObjectToObject(o, "expand_state");
         cJSON_AddNumberToObject(e, "joint_id", 1);
-        cJSON_AddNumberToObject(e, "mode", 0);
-        cJSON_AddNumberToObject(e, "pos", 0);
-        cJSON_AddNumberToObject(e, "current", 0);
+        const LinearAxis &axis = arm.devices.expand;
+        cJSON_AddNumberToObject(e, "mode", axis.moving() ? 1 : 0);
+        cJSON_AddNumberToObject(e, "pos", std::lround(axis.travel.pos));
+        cJSON_AddNumberToObject(e, "current", axis.current());
         cJSON_AddNumberToObject(e, "err_flag", 0);
         cJSON_AddNumberToObject(e, "en_flag", 1);
     }
@@ -556,6 +560,18 @@ bool Simulator::set_digital_input(int channel, int level) {
 bool Simulator::set_tool_digital_input(int channel, int level) {
     std::lock_guard<std::mutex> lk(impl_->m);
     return drive_input(impl_->arm.io.tool_di, IoState::kToolChannels, channel, level);
+}
+
+void Simulator::set_gripper_object(int width) {
+    std::lock_guard<std::mutex> lk(impl_->m);
+    impl_->arm.devices.gripper.object = width < 0 ? -1 : std::min(width, Gripper::kStroke);
+}
+
+bool Simulator::set_device_report(int device, const DeviceReport &report) {
+    if (device < kGripperDevice || device > kExpandDevice) return false;
+    std::lock_guard<std::mutex> lk(impl_->m);
+    impl_->arm.devices.reports[static_cast<size_t>(device)] = report;
+    return true;
 }
 
 int Simulator::client_count() const {

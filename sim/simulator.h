@@ -28,6 +28,17 @@ struct Faults {
     bool refuse_all = false;      // every command is refused (state key false) and has no effect
 };
 
+// How a device reports the end of its actions (Simulator::set_device_report): by default with
+// its own device code, "trajectory_state" true and "trajectory_connect" 0. Tests of the
+// library's completion waits change it to a wrong device, a failure, another connect value or
+// silence.
+struct DeviceReport {
+    bool send = true;     // false: the device never reports
+    int device = -1;      // device code written in the line; -1 the device's own
+    bool success = true;  // false: every report says "trajectory_state":false
+    int connect = 0;      // "trajectory_connect" written
+};
+
 struct Options {
     int port = 0;                           // TCP port; 0 picks a free one (see port())
     std::string bind_address = "127.0.0.1"; // address the TCP listener binds to
@@ -48,6 +59,9 @@ struct Options {
     bool push_arm_current_status = true;
 
     double speed_scale = 1.0;               // > 1 makes every motion that many times faster
+    // Width of an object between the gripper's fingers (positions 0..1000): a pick closes on it
+    // and holds its force. < 0: no object, a pick closes fully.
+    int gripper_object = -1;
     int tick_ms = 2;                        // motion update period
     // A client whose unsent output grows past this many bytes (it does not read) is disconnected.
     size_t max_output_bytes = 4 << 20;
@@ -96,6 +110,13 @@ public:
     // `level` (0 or 1), as wiring would; false for a channel or level the controller lacks.
     bool set_digital_input(int channel, int level);
     bool set_tool_digital_input(int channel, int level);
+    // Places an object of `width` (0..1000) between the gripper's fingers, or takes it away
+    // (< 0). A pick closing past the width stops on it and holds; a continuous pick
+    // (set_gripper_pick_on) follows an object taken away and closes on.
+    void set_gripper_object(int width);
+    // Changes how `device` (1 gripper, 2 hand, 3 lift, 4 expansion axis) reports its completions;
+    // false for another device number.
+    bool set_device_report(int device, const DeviceReport &report);
 
     // ---- connection control
     int client_count() const;

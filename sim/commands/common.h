@@ -90,7 +90,7 @@ inline void joints_wire(const Joints &q, int dof, int w[]) {
 using Fn = bool (*)(Ctx &);
 struct Command {
     const char *name;
-    const char *reply;
+    const char *reply;  // null: the command is not acknowledged
     const char *state;  // null for queries
     Fn fn;
 };
@@ -109,7 +109,9 @@ bool move_common(Ctx &c, MoveRequest &r);
     FAMILY(jogging)                     \
     FAMILY(realtime)                    \
     FAMILY(frames)                      \
-    FAMILY(controller)
+    FAMILY(controller)                  \
+    FAMILY(tool)                        \
+    FAMILY(axes)
 
 #define KY_SIM_DECLARE_FAMILY(family) std::span<const Command> family##_commands();
 KY_SIM_COMMAND_FAMILIES(KY_SIM_DECLARE_FAMILY)

@@ -137,7 +137,7 @@ const Case kSixAxisCases[] = {
     {R"({"command":"movej","v":20,"joint":[0,0,200000,0,0,0],"trajectory_connect":0,"r":0})", "movej", "receive_state:false"},
     {R"({"command":"movel","v":20,"pose":[5000000,0,0,0,0,0],"trajectory_connect":0,"r":0})", "movel", "receive_state:false"},
     {R"({"command":"movej","v":20,"joint":[0,0,0,0,0],"trajectory_connect":0,"r":0})", "movej", "receive_state:false"},
-    {R"({"command":"set_gripper_pick","speed":500})", "set_gripper_pick", "set_state:false receive_state:false"},
+    {R"({"command":"set_not_simulated","speed":500})", "set_not_simulated", "set_state:false receive_state:false"},
 };
 
 }  // namespace
@@ -352,6 +352,7 @@ TEST(SimProtocol, RandomRequestsAreAnsweredAndNeverStopTheServer) {
         }
     };
     int sent = 0;
+    const std::set<std::string> unacknowledged = {"hand_follow_angle", "set_lift_height"};
     for (const auto &name : ky::sim::served_commands()) {
         for (int round = 0; round < 12; ++round) {
             cJSON *o = cJSON_CreateObject();
@@ -372,7 +373,7 @@ TEST(SimProtocol, RandomRequestsAreAnsweredAndNeverStopTheServer) {
             c.send(text);
             cJSON_free(text);
             cJSON_Delete(o);
-            ++sent;
+            if (unacknowledged.count(name) == 0) ++sent;
         }
     }
     // One reply per request, each a JSON object with a string "command"; completions may join in.
