@@ -3,14 +3,15 @@
  *
  *   stream                      streams to the simulator ky-sim at 127.0.0.1:8080
  *   stream --ip A --port P      streams to the controller at A:P (a real arm moves: keep clear)
- *   stream --seconds S          length of the stream (default 8)
+ *   stream --seconds S          length of the stream, rounded up to whole swings of 4 s (default 8)
  *   stream --amplitude DEG      largest excursion of a joint (default 10 degrees)
  *   stream --follow             sends the set-points with "follow" true
  *
  * Connects in mode 2, reads the arm's current joint angles, then sends one ky_movej_canfd
  * set-point every 2 ms (absolute deadlines, so the rate does not drift). Each joint swings
- * away from where the arm stood and back, along A * sin^2(pi t / T): the set-points start
- * and end at rest, with no jump in position or speed. Twice a second it prints the latest
+ * away from where the arm stood and back in T = 4 s, along A * sin^2(pi t / T) (alternate
+ * joints in opposite directions, each a little less than the one before): the stream starts
+ * and ends at rest in the pose the arm stood in, with no jump in position or speed. Twice a second it prints the latest
  * set-point beside what the realtime pushes report (received on the library's UDP thread
  * through the state callback), and at the end the number of calls, failures and pushes.
  * ky_movej_canfd never waits for the controller, so the loop's timing is the host's alone.
@@ -106,11 +107,12 @@ int main(int argc, char **argv) {
     }
     printf("arm %d at %s:%d, %d joints, push port %d\n", robot->id, ip, port, dof, robot->push_port);
     print_joints("start   ", now.joint, dof);
-    printf("\nstreaming ky_movej_canfd at 500 Hz for %.1f s, amplitude %.1f deg, follow %s\n", seconds, amplitude,
-           follow ? "true" : "false");
+    printf("\nstreaming ky_movej_canfd at 500 Hz for %.0f s, amplitude %.1f deg, follow %s\n",
+           ceil(seconds / 4.0) * 4.0, amplitude, follow ? "true" : "false");
 
     const double swing = 4.0; /* seconds per excursion and back */
-    const long calls = (long)(seconds * 1e9 / (double)PERIOD_NS);
+    const double swings = ceil(seconds / swing);
+    const long calls = (long)(swings * swing * 1e9 / (double)PERIOD_NS) + 1;
     long sent = 0, failed = 0;
     float q[7] = {0};
     struct timespec next;
@@ -120,10 +122,9 @@ int main(int argc, char **argv) {
         clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &next, NULL);
         const double t = (double)k * (double)PERIOD_NS * 1e-9;
         for (int j = 0; j < dof; ++j) {
-            /* Alternate directions and slightly different speeds, so the joints do not all move alike. */
-            const double s = sin(M_PI * t / (swing * (1.0 + 0.1 * j)));
-            const double dir = (j % 2) ? -1.0 : 1.0;
-            q[j] = now.joint[j] + (float)(dir * amplitude * s * s);
+            const double s = sin(M_PI * t / swing);
+            const double a = ((j % 2) ? -1.0 : 1.0) * amplitude * (1.0 - 0.1 * j);
+            q[j] = now.joint[j] + (float)(a * s * s);
         }
         if (ky_movej_canfd(robot, q, follow, 0.0f) == 0) {
             ++sent;
