@@ -97,7 +97,8 @@ private:
 thread_local Line t_line;
 
 // A pose goes out with its quaternion when that is (close to) a unit quaternion, else with
-// its Euler angles; a caller who leaves the quaternion zero gets the Euler form.
+// its Euler angles; a caller who leaves the quaternion zero gets the Euler form. The bounds
+// are single-precision values too, so a squared norm of exactly 0.99f or 1.1f is outside.
 void put_pose(Line &line, const ky_pose &p) {
     const ky_quaternion &q = p.quaternion;
     const float norm = q.w * q.w + q.x * q.x + q.y * q.y + q.z * q.z;
