@@ -21,6 +21,12 @@ inline int32_t micro_to_wire(float v) { return trunc_i32(static_cast<float>(v * 
 // Joint speeds and accelerations: (v / 6) x 1000, in revolutions per minute x 1000.
 inline int32_t speed_to_wire(float v) { return trunc_i32(static_cast<float>(v / 6.0f * 1000.0f)); }
 
+// Forces in tenths of a newton, single-precision product truncated (2.7 -> 27).
+inline int32_t deci_to_wire(float v) { return trunc_i32(static_cast<float>(v * 10.0f)); }
+// Forces the mode command and the force-position set-points send: first cut to whole
+// newtons, then x 10, so the value is always a multiple of 10 (2.7 -> 20).
+inline int32_t whole_deci_to_wire(float v) { return trunc_i32(static_cast<double>(trunc_i32(v)) * 10.0); }
+
 inline float milli_from_wire(int32_t v) { return static_cast<float>(v) / 1000.0f; }
 inline float micro_from_wire(int32_t v) { return static_cast<float>(v) / 1000000.0f; }
 inline float speed_from_wire(int32_t v) { return static_cast<float>(v) * 6.0f / 1000.0f; }
