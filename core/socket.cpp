@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -63,6 +64,12 @@ int socket_connect(ky_socket_handle *handle) {
         ::close(fd);
         return -3;
     }
+    // Every command is one short line, and streamed set-points follow each other every
+    // millisecond with no reply in between: without TCP_NODELAY the kernel would hold each
+    // line back until the previous one is acknowledged and send them in bunches. A failure
+    // only costs latency, so it is not an error.
+    int one = 1;
+    (void)::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
     int flags = ::fcntl(fd, F_GETFL, 0);
     if (flags < 0 || ::fcntl(fd, F_SETFL, flags | O_NONBLOCK) < 0) {
         std::perror("Error setting non-blocking");
