@@ -30,6 +30,7 @@
 #include "kyarm/frames.h"
 #include "kyarm/motion.h"
 #include "kyarm/jogging.h"
+#include "kyarm/drag.h"
 #include "kyarm/controller.h"
 #include "kyarm/io.h"
 #include "kyarm/algo.h"
