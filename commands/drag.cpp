@@ -110,9 +110,9 @@ KY_API int ky_stop_drag_teach(ky_robot_handle *robot_handle) {
 
 KY_API int ky_start_multi_drag_teach(ky_robot_handle *robot_handle, int mode, int singular_wall) {
     ky::CallScope scope;
-    return ky::set_command(robot_handle, "ky_start_multi_drag_teach",
-                           std::move(Req("start_multi_drag_teach").num("mode", mode).num("singular_wall", singular_wall)),
-                           "set_state");
+    Req req("start_multi_drag_teach");
+    req.num("mode", mode).num("singular_wall", singular_wall);
+    return ky::set_command(robot_handle, "ky_start_multi_drag_teach", std::move(req), "set_state");
 }
 
 KY_API int ky_start_multi_drag_teach_new(ky_robot_handle *robot_handle, ky_multi_drag_teach_param param) {
