@@ -97,10 +97,11 @@ KY_API int ky_stop_drag_trajectory(ky_robot_handle *robot_handle);
  *    without "command", "state" and a "point" array came meanwhile; otherwise waits,
  *    checking every 100 ms, until total_num points have been written (no overall time
  *    limit), closes the file and returns 0.
- *  - Mode 0: the calling thread reads the points itself; each written line overwrites the
- *    final LF of the previous one (the file holds line, CR LF, CR, line, CR LF, ...). The
- *    stream ends after about 2 s without data; the file is closed and 0 returned. When no
- *    point came within m_nOutTime, the result is -2.
+ *  - Mode 0: the calling thread reads the points itself and writes each received line
+ *    (which ends in CR LF) followed by CR LF; the next line starts on the final LF, so the
+ *    file holds line CR LF CR line CR LF CR ... line CR LF CR LF. The stream ends after
+ *    about 2 s without data (a thousand empty reads); the file is closed and 0 returned.
+ *    When no point came within m_nOutTime, the result is -2.
  *  On a failure after the file was opened, the file stays open (and takes any point lines
  *  that still arrive) until the next save.
  *

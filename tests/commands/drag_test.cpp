@@ -31,11 +31,14 @@ std::string slurp(const std::string &path) {
     return s.str();
 }
 std::string point(const std::string &tag, int i) {
-    return R"({"point":[)" + std::to_string(i) + R"(000,0,90000,0,90000,0],"tag":")" + tag + "\"}";
+    std::string line = R"({"point":[)";
+    line.append(std::to_string(i)).append(R"(000,0,90000,0,90000,0],"tag":")").append(tag).append("\"}");
+    return line;
 }
 std::string save_reply(int total, const char *state = "true") {
-    return R"({"command":"save_trajectory","save_state":)" + std::string(state) + R"(,"total_num":)" +
-           std::to_string(total) + "}";
+    std::string line = R"({"command":"save_trajectory","save_state":)";
+    line.append(state).append(R"(,"total_num":)").append(std::to_string(total)).append("}");
+    return line;
 }
 // Answers save_trajectory with its reply and then `points` point lines in the same write,
 // tagged with the requested name; `before` runs first.
