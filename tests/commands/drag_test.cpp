@@ -201,17 +201,32 @@ TEST(DragSave, ReplyParsing) {
 }
 
 // Modes 1 and 2: the receive thread writes each point line and CR LF. Two saves started at
-// once run one after the other, each with its own points and its own completion.
+// once run one after the other, each with its own points and its own completion: the last
+// point of each comes after its two-second pause, which a completion left over from the
+// first save would cut short.
 TEST(DragSave, ReceiveThreadWritesThePoints) {
     for (int mode : {1, 2}) {
         Arm arm(mode);
-        stream_points(arm.fake, 2);
+        stream_points(arm.fake, 1);
+        auto late_points = start([&] {
+            for (size_t k = 1; k <= 2; ++k) {
+                for (int i = 0; i < 2000 && arm.fake.requests_for("save_trajectory").size() < k; ++i) {
+                    std::this_thread::sleep_for(5ms);
+                }
+                std::this_thread::sleep_for(2100ms);
+                const auto request = arm.fake.requests_for("save_trajectory").back();
+                const std::string name = kytest::member_of(request, "trajectory_name");
+                arm.fake.push(point(name.substr(1, name.size() - 2), 2));
+            }
+            return 0;
+        });
         const std::string paths[] = {temp_path("rec.1.txt"), temp_path("second.txt")};
         int totals[2] = {-1, -1};
         auto fa = start([&] { return ky_save_trajectory(arm.robot, paths[0].c_str(), &totals[0]); });
         auto fb = start([&] { return ky_save_trajectory(arm.robot, paths[1].c_str(), &totals[1]); });
         EXPECT_EQ(fa.get(), 0);
         EXPECT_EQ(fb.get(), 0);
+        late_points.get();
         EXPECT_FALSE(ky::drag_file_is_open());
         const auto requests = arm.fake.requests_for("save_trajectory");
         ASSERT_EQ(requests.size(), 2u);
