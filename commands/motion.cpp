@@ -143,12 +143,12 @@ int movec_accept(ky_robot_handle *robot, const ky_pose &via, const ky_pose &to, 
 // Waits for a completion line for `ms` (the pause between trajectory queries); true when one
 // was taken into `line`. Members whose passes start with that wait take it at once instead
 // of after the pause; the others sleep.
-bool pause(ky_robot_handle *robot, const ky::CompletionWait &w, Reply &line) {
+bool pause(ky_robot_handle *robot, const ky::CompletionWait &w, Reply &line, int ms = kQueryPauseMs) {
     if (!w.wait_first) {
-        sleep_cp(kQueryPauseMs);
+        sleep_cp(ms);
         return false;
     }
-    return ky::wait_line(robot, w.tag, kCompletion, line, kQueryPauseMs) > 0;
+    return ky::wait_line(robot, w.tag, kCompletion, line, ms) > 0;
 }
 
 }  // namespace
@@ -213,7 +213,7 @@ int ky::wait_for_completion(ky_robot_handle *robot, const CompletionWait &w) {
             continue;
         }
         if (type != 0) {  // another kind of trajectory is running
-            have_line = pause(robot, w, line);
+            have_line = pause(robot, w, line, w.other_pause_ms);
             continue;
         }
         if (!seen_running && ++idle <= kIdleAnswersBeforeFinalWait) {
@@ -221,7 +221,7 @@ int ky::wait_for_completion(ky_robot_handle *robot, const CompletionWait &w) {
             continue;
         }
         if (wait_line(robot, w.tag, kCompletion, line, final_wait) < 1) {
-            have_line = pause(robot, w, line);
+            have_line = pause(robot, w, line, w.other_pause_ms);
             continue;
         }
         const int s = parse_ky_move_command(line.text(), &device, &connect);

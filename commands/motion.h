@@ -13,6 +13,8 @@ struct CompletionWait {
     int final_wait_ms;     // wait for the completion line once the arm is idle; -1: m_nOutTime
     bool pause_while_running = true;  // 100 ms between queries while the own type runs
     int device = 0;        // device code whose completion ends the wait
+    // Pause while another trajectory type runs, and after a final wait that found nothing.
+    int other_pause_ms = 100;
 };
 
 // The members of the blocking family.

@@ -24,3 +24,25 @@ bool ky::drag_write_sample_rewind(const char *line) {
     std::fseek(F_SaveDragTeach, -1, SEEK_END);
     return true;
 }
+
+bool ky::drag_open_file(const char *path) {
+    std::lock_guard<std::mutex> lock(drag_file_mutex);
+    if (F_SaveDragTeach != nullptr) {
+        std::fclose(F_SaveDragTeach);
+        F_SaveDragTeach = nullptr;
+    }
+    if (path == nullptr) return false;
+    F_SaveDragTeach = std::fopen(path, "w+");
+    return F_SaveDragTeach != nullptr;
+}
+
+void ky::drag_close_file() {
+    std::lock_guard<std::mutex> lock(drag_file_mutex);
+    if (F_SaveDragTeach != nullptr) std::fclose(F_SaveDragTeach);
+    F_SaveDragTeach = nullptr;
+}
+
+bool ky::drag_file_is_open() {
+    std::lock_guard<std::mutex> lock(drag_file_mutex);
+    return F_SaveDragTeach != nullptr;
+}

@@ -54,8 +54,10 @@ int receive_sync(const char *tag, ky_handle *handle, const char *reply_key, char
         // One try: wait up to 2 ms for bytes (returns at once when some are there).
         int fd = handle->socket->fd.load();
         pollfd p{fd, POLLIN, 0};
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        int wait_ms = static_cast<int>(std::clamp<long long>(left, 0, 2));
+        // Rounded up: a try near the deadline still waits instead of spinning, so an empty try
+        // (which a drag-teach save counts as silence) always lasts a millisecond or more.
+        auto left_us = std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
+        int wait_ms = static_cast<int>(std::clamp<long long>((left_us + 999) / 1000, 0, 2));
         if (::poll(&p, 1, wait_ms) <= 0) {
             if (drag_teach_save_start.load() && ++drag_teach_count == 1001) drag_teach_save_complete = 1;
             continue;

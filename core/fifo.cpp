@@ -236,7 +236,7 @@ void add_str_to_fifo(ky_handle *handle, const char *line, int length) {
         // A recorded drag-teach sample: written to the open trajectory file, and filed in
         // the slot whose index is the arm's joint count, under that slot's existing key.
         drag_teach_save_start = 1;
-        ky::drag_write_sample(line);
+        if (!ky::drag_write_sample(line)) drag_teach_save_state = 1;  // no save file open
         int count = ++drag_teach_count;
         int total = drag_teach_total_num.load();
         ky_log_debug("drag_teach_count:  %d  drag_teach_total_num: %d\n", count, total);

@@ -33,6 +33,7 @@
 #include "kyarm/passthrough.h"
 #include "kyarm/force_position.h"
 #include "kyarm/jogging.h"
+#include "kyarm/drag.h"
 #include "kyarm/controller.h"
 #include "kyarm/io.h"
 #include "kyarm/algo.h"
