@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path kFuzzDir = fs::path(__FILE__).parent_path().parent_path() / "fuzz";
+const fs::path kFuzzDir = fs::path(KY_TESTS_DIR) / "fuzz";
 
 struct Target {
     const char *name;
