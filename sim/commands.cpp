@@ -46,6 +46,14 @@ std::string print(cJSON *o) {
 void dispatch(Arm &arm, const cJSON *req, const std::string &name, bool refuse, DispatchResult &out) {
     const Command *cmd = find(name);
     cJSON *reply = cJSON_CreateObject();
+    if (cmd != nullptr && cmd->reply == nullptr) {
+        // A streamed set-point: acted on (unless every command is refused), never answered.
+        out.known = true;
+        Ctx ctx{arm, req, reply, out};
+        if (!refuse) cmd->fn(ctx);
+        cJSON_Delete(reply);
+        return;
+    }
     if (cmd == nullptr) {
         // A family not simulated yet: a refusal named by the command itself.
         out.known = false;
@@ -71,7 +79,8 @@ void dispatch(Arm &arm, const cJSON *req, const std::string &name, bool refuse, 
 std::vector<std::string> served_commands() {
     std::vector<std::string> v;
     for (const auto &family : families())
-        for (const auto &row : family) v.emplace_back(row.name);
+        for (const auto &row : family)
+            if (row.reply != nullptr) v.emplace_back(row.name);
     return v;
 }
 

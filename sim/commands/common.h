@@ -90,7 +90,7 @@ inline void joints_wire(const Joints &q, int dof, int w[]) {
 using Fn = bool (*)(Ctx &);
 struct Command {
     const char *name;
-    const char *reply;
+    const char *reply;  // null for streamed set-points, which are never answered
     const char *state;  // null for queries
     Fn fn;
 };
@@ -109,7 +109,10 @@ bool move_common(Ctx &c, MoveRequest &r);
     FAMILY(jogging)                     \
     FAMILY(realtime)                    \
     FAMILY(frames)                      \
-    FAMILY(controller)
+    FAMILY(controller)                  \
+    FAMILY(passthrough)                 \
+    FAMILY(force_position)              \
+    FAMILY(drag)
 
 #define KY_SIM_DECLARE_FAMILY(family) std::span<const Command> family##_commands();
 KY_SIM_COMMAND_FAMILIES(KY_SIM_DECLARE_FAMILY)
