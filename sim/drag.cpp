@@ -42,6 +42,8 @@ bool drag_start(Arm &arm, DragState::Mode mode, bool record) {
 
 void drag_stop(Arm &arm) {
     DragState &d = arm.drag;
+    // The recording ends where the hand left the arm, even between two sample instants.
+    if (d.recording && !d.taking.empty() && d.taking.back() != arm.q_) sample(arm);
     if (d.recording && !d.taking.empty()) d.recorded = std::move(d.taking);
     d.taking.clear();
     d.recording = false;
