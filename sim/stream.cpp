@@ -9,6 +9,9 @@
 namespace ky::sim {
 
 namespace {
+// The first step of a stream spans at most this long: the motion step's interval began before
+// the set-point arrived, and the arm cannot have moved toward it earlier.
+constexpr double kFirstStep = 0.002;  // seconds
 // A Cartesian set-point whose nearest solution moves a joint further than this from the one
 // followed now lies across a singularity or on another branch: it is not followed.
 constexpr double kMaxFollowJump = 20.0;  // degrees
@@ -23,6 +26,7 @@ bool can_follow(const Arm &arm) {
 
 void take(Arm &arm, const Joints &target, FollowState::Kind kind) {
     FollowState &f = arm.follow;
+    if (!f.live) f.fresh = true;
     f.live = true;
     f.kind = kind;
     f.target = target;
@@ -62,8 +66,10 @@ bool follow_tick(Arm &arm, double dt) {
         arm.qd_.fill(0);
         return false;
     }
+    const double span = f.fresh ? std::min(dt, kFirstStep) : dt;
+    f.fresh = false;
     for (int i = 0; i < arm.dof; ++i) {
-        const double reach = arm.lim.max_vel[i] * dt;
+        const double reach = arm.lim.max_vel[i] * span;
         const double step = std::clamp(f.target[i] - arm.q_[i], -reach, reach);
         arm.qd_[i] = dt > 0 ? step / dt : 0;
         arm.q_[i] += step;

@@ -20,6 +20,7 @@ struct FollowState {
     Kind kind = Joint;
     std::array<double, kMaxDof> target{};  // degrees
     double silence = 0;                    // seconds since the last set-point
+    bool fresh = false;                    // the stream began since the last motion step
     // Force-position control: switched on by set_force_position, its set-point mode by
     // Start_Force_Position_Move (force set-points are ignored outside it).
     bool force_control = false;
