@@ -49,24 +49,21 @@ std::string joint_setpoint(const std::vector<double> &q, const char *cmd = "move
     return s + "}";
 }
 
-std::vector<double> pose_vector(const ky::sim::Pose &p) { return {p.x, p.y, p.z, p.rx, p.ry, p.rz}; }
-
 // [x, y, z] in micrometres and the orientation as a quaternion w, x, y, z in millionths.
 std::string pose_quat(const ky::sim::Pose &p) {
     const double e[6] = {p.x, p.y, p.z, p.rx, p.ry, p.rz};
     const Eigen::Quaterniond q(ky::sim::pose_to_transform(e).linear());
-    return ints({p.x, p.y, p.z}, 1e6).substr(0, ints({p.x, p.y, p.z}, 1e6).size() - 1) + "," +
-           ints({q.w(), q.x(), q.y(), q.z()}, 1e6).substr(1);
+    return ints({p.x, p.y, p.z, q.w(), q.x(), q.y(), q.z()}, 1e6);
 }
 
+// [x, y, z] in micrometres, [rx, ry, rz] in milliradians.
+std::string pose_euler(const ky::sim::Pose &p) { return ints({p.x, p.y, p.z, p.rx / 1e3, p.ry / 1e3, p.rz / 1e3}, 1e6); }
+
 std::string pose_setpoint(const ky::sim::Pose &p, const char *cmd = "movep_canfd") {
-    const std::vector<double> v = pose_vector(p);
     std::string s = R"({"command":")";
     s += cmd;
     s += R"(","follow":false,"pose":)";
-    s += ints({v[0], v[1], v[2]}, 1e6).substr(0, ints({v[0], v[1], v[2]}, 1e6).size() - 1) + "," +
-         ints({v[3], v[4], v[5]}, 1e3).substr(1);
-    return s + "}";
+    return s + pose_euler(p) + "}";
 }
 
 double max_diff(const std::vector<double> &a, const std::vector<double> &b) {
@@ -247,7 +244,7 @@ TEST(SimStream, RealtimeStatusNamesTheLiveStream) {
         {R"({"command":"movep_follow","pose_quat":)" + pose_quat(sim.tool_pose()) + "}", "move_through_pose"},
         {joint_setpoint(q, "Force_Position_Move"), "move_through_force_pose"},
         {R"({"command":"Force_Position_Move","follow":true,"sensor":1,"mode":0,"dir":2,"force":50,"pose":)" +
-             pose_setpoint(p).substr(pose_setpoint(p).find("\"pose\":") + 7),
+             pose_euler(p) + "}",
          "move_through_force_pose"},
     };
     c.request(R"({"command":"Start_Force_Position_Move"})", "Start_Force_Position_Move");
