@@ -119,11 +119,14 @@ int Arm::trajectory_type() const {
 const char *Arm::status_name() const {
     if (halting_) return "slow_stop";
     if (paused_ && moving()) return "pause";
+    if (const char *drag = drag_status(*this)) return drag;
+    if (follow.live) return follow_status(follow);
     switch (trajectory_type()) {
     case 1: return "move_J";
     case 2: return "move_L";
     case 3: return "move_C";
     case 4: return "move_S";
+    case 5: return "tech_demonstration";
     default: return "idle";
     }
 }
@@ -310,13 +313,16 @@ bool Arm::plan(const MoveRequest &req, const Joints &start, Trajectory &out) {
     return false;
 }
 
+// A planned move ends a pass-through stream: it is planned from where the arm stands, and
+// set-points are ignored while it runs. Drag teaching refuses planned moves.
 bool Arm::submit(const MoveRequest &req) {
-    if (!power || jog_.active || halting_) return false;
+    if (!power || jog_.active || halting_ || drag.active()) return false;
     for (int i = 0; i < dof; ++i) {
         if (!en_state[i] || err_flag[i]) return false;
     }
     Trajectory t;
     if (!plan(req, planned_end(), t)) return false;
+    follow.live = false;
     if (req.connect != 0) {
         joined_.push_back(std::move(t));
     } else {
@@ -330,10 +336,11 @@ bool Arm::submit(const MoveRequest &req) {
 // ------------------------------------------------------------------ jogging
 
 bool Arm::start_jog(JogKind kind, int index, bool positive, int v) {
-    if (!power || busy() || index < 0 || index >= (kind == JogJoint ? dof : 3) || v <= 0) return false;
+    if (!power || busy() || drag.active() || index < 0 || index >= (kind == JogJoint ? dof : 3) || v <= 0) return false;
     for (int i = 0; i < dof; ++i) {
         if (!en_state[i] || err_flag[i]) return false;
     }
+    follow.live = false;
     jog_ = Jog{true, kind, index, positive ? 1.0 : -1.0, std::min(v, 100)};
     return true;
 }
@@ -398,7 +405,12 @@ void Arm::advance(double dt, std::vector<std::string> &lines) {
         else qd_.fill(0);
         return;
     }
+    if (drag.active()) {
+        drag_tick(*this, dt);
+        return;
+    }
     if (queue_.empty()) {
+        if (follow_tick(*this, dt)) return;
         qd_.fill(0);
         paused_ = false;
         return;
@@ -421,7 +433,8 @@ void Arm::advance(double dt, std::vector<std::string> &lines) {
         }
     }
     t.elapsed += dt * rate;
-    const double u = smooth(t.duration > 0 ? t.elapsed / t.duration : 1.0);
+    const double tau = t.duration > 0 ? t.elapsed / t.duration : 1.0;
+    const double u = t.uniform ? std::clamp(tau, 0.0, 1.0) : smooth(tau);
     const double x = u * static_cast<double>(t.samples.size() - 1);
     const size_t i0 = std::min(static_cast<size_t>(x), t.samples.size() - 1);
     const size_t i1 = std::min(i0 + 1, t.samples.size() - 1);
@@ -446,6 +459,7 @@ void Arm::halt(bool slow, std::vector<std::string> &lines) {
     }
     halting_ = false;
     jog_.active = false;
+    follow.live = false;
     paused_ = false;
     for (const auto &t : queue_) lines.push_back(completion(false, t.request.connect));
     for (const auto &t : joined_) lines.push_back(completion(false, t.request.connect));
@@ -459,6 +473,11 @@ void Arm::delete_current(std::vector<std::string> &lines) {
     lines.push_back(completion(false, queue_.front().request.connect));
     queue_.pop_front();
     qd_.fill(0);
+}
+
+void Arm::replay(Trajectory t) {
+    t.duration = std::max(t.duration, kMinDuration);
+    queue_.push_back(std::move(t));
 }
 
 void Arm::delete_queued(std::vector<std::string> &lines) {

@@ -11,7 +11,9 @@
 
 #include "sim/arm_kinematics.h"
 #include "sim/devices.h"
+#include "sim/drag.h"
 #include "sim/simulator.h"
+#include "sim/stream.h"
 
 namespace ky::sim {
 
@@ -61,11 +63,12 @@ struct MoveRequest {
 
 struct Trajectory {
     MoveRequest request;
-    int type = 1;                         // 1 movej, 2 movel, 3 movec, 4 moves
+    int type = 1;                         // 1 movej, 2 movel, 3 movec, 4 moves, 5 drag-teach replay
     std::vector<Joints> samples;          // joint vectors along the path, equally spaced in path parameter
     double duration = 0;                  // seconds
     double elapsed = 0;
     bool started = false;
+    bool uniform = false;                 // samples equally spaced in time (a replayed recording)
 };
 
 class Arm {
@@ -88,11 +91,13 @@ public:
     void halt(bool slow, std::vector<std::string> &lines);
     void delete_current(std::vector<std::string> &lines);
     void delete_queued(std::vector<std::string> &lines);
+    // Runs a trajectory planned elsewhere (a drag-teach replay) once nothing else is queued.
+    void replay(Trajectory t);
 
     bool busy() const { return !queue_.empty() || !joined_.empty() || jog_.active || halting_; }
     bool moving() const { return !queue_.empty() || jog_.active || halting_; }
     bool paused() const { return paused_; }
-    int trajectory_type() const;           // 0 none, 1 movej, 2 movel, 3 movec, 4 moves
+    int trajectory_type() const;           // 0 none, 1 movej, 2 movel, 3 movec, 4 moves, 5 replay
     const char *status_name() const;       // the "arm_current_status" string
 
     // Applies the active frames, installation and limits to the kinematics.
@@ -140,6 +145,8 @@ public:
     int system_err = 0;
     IoState io;
     Devices devices;  // gripper, hand, lift and expansion axis
+    FollowState follow;                    // pass-through set-points (stream.h)
+    DragState drag;                        // drag teaching and its recording (drag.h)
 
     ArmKinematics kin_;
     std::mt19937_64 rng;

@@ -46,6 +46,15 @@ std::string print(cJSON *o) {
 void dispatch(Arm &arm, const cJSON *req, const std::string &name, bool refuse, DispatchResult &out) {
     const Command *cmd = find(name);
     cJSON *reply = cJSON_CreateObject();
+    if (cmd != nullptr && cmd->reply == nullptr) {
+        // Not acknowledged by the controller (streamed set-points, hand_follow_angle,
+        // set_lift_height): acted on unless every command is refused, never answered.
+        out.known = true;
+        Ctx ctx{arm, req, reply, out};
+        if (!refuse) cmd->fn(ctx);
+        cJSON_Delete(reply);
+        return;
+    }
     if (cmd == nullptr) {
         // A family not simulated yet: a refusal named by the command itself.
         out.known = false;
@@ -58,21 +67,21 @@ void dispatch(Arm &arm, const cJSON *req, const std::string &name, bool refuse, 
             cJSON_AddStringToObject(reply, "command", cmd->state ? cmd->reply : cmd->name);
             cJSON_AddBoolToObject(reply, cmd->state ? cmd->state : "get_state", false);
         } else {
-            cJSON_AddStringToObject(reply, "command", cmd->reply ? cmd->reply : cmd->name);
+            cJSON_AddStringToObject(reply, "command", cmd->reply);
             Ctx ctx{arm, req, reply, out};
             const bool ok = cmd->fn(ctx);
             if (cmd->state) cJSON_AddBoolToObject(reply, cmd->state, ok);
         }
     }
-    // A row without a reply name is a command the controller does not acknowledge.
-    if (cmd == nullptr || cmd->reply != nullptr) out.replies.push_back(print(reply));
+    out.replies.push_back(print(reply));
     cJSON_Delete(reply);
 }
 
 std::vector<std::string> served_commands() {
     std::vector<std::string> v;
     for (const auto &family : families())
-        for (const auto &row : family) v.emplace_back(row.name);
+        for (const auto &row : family)
+            if (row.reply != nullptr) v.emplace_back(row.name);
     return v;
 }
 

@@ -19,7 +19,8 @@ struct DispatchResult {
 // answered with its state key false (a query with "get_state" false) and changes nothing.
 void dispatch(Arm &arm, const cJSON *req, const std::string &name, bool refuse, DispatchResult &out);
 
-// The names of every command served, for the usage text and the tests.
+// The names of every command answered (streamed set-points, which get no reply, are not
+// listed), for the usage text and the tests.
 std::vector<std::string> served_commands();
 
 }  // namespace ky::sim

@@ -53,6 +53,8 @@ Other:
 
 Commands of families not simulated are answered with
 {"command":<name>,"set_state":false,"receive_state":false}; input that is not JSON is ignored.
+Pass-through set-points (movej_canfd, movep_canfd, movej_follow, movep_follow,
+Force_Position_Move) are followed and, as on a controller, never answered.
 )";
 }
 

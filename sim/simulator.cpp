@@ -82,6 +82,7 @@ struct Simulator::Impl {
     Faults faults;
     std::mt19937_64 fault_rng;
     std::list<Client> clients;
+    Client *point_client = nullptr;  // receives the point lines of the save under way
     uint64_t commands = 0;
     uint64_t examined = 0;
     uint64_t push_version = 0;
@@ -203,6 +204,7 @@ void Simulator::stop() {
     impl_->pusher.join();
     for (auto &c : impl_->clients) close(c.fd);
     impl_->clients.clear();
+    impl_->point_client = nullptr;
     for (int *fd : {&impl_->listen_fd, &impl_->wake_fd, &impl_->udp_fd}) {
         close(*fd);
         *fd = -1;
@@ -296,6 +298,7 @@ void Simulator::Impl::io_loop() {
         }
         for (auto it = clients.begin(); it != clients.end();) {
             if (it->dead) {
+                if (point_client == &*it) point_client = nullptr;
                 log("client closed: " + it->peer);
                 close(it->fd);
                 it = clients.erase(it);
@@ -356,6 +359,11 @@ void Simulator::Impl::handle_line(Client &c, const std::string &line) {
         enqueue(c, reply, due);
     }
     broadcast_locked(r.broadcast);
+    // A saved recording streams its point lines to the client that asked, behind the reply.
+    if (arm.drag.save_requested) {
+        arm.drag.save_requested = false;
+        point_client = &c;
+    }
     if (faults.close_after > 0 && c.commands >= static_cast<uint64_t>(faults.close_after)) c.close_when_flushed = true;
     ++push_version;
     push_cv.notify_all();
@@ -377,6 +385,12 @@ void Simulator::Impl::motion_loop() {
         arm.tick(dt, lines);
         arm.devices.tick(dt, arm.power, lines);
         broadcast_locked(lines);
+        lines.clear();
+        drag_emit(arm.drag, dt, lines);
+        if (point_client != nullptr && !lines.empty()) {
+            for (auto &l : lines) enqueue(*point_client, std::move(l), now);
+            wake();
+        }
         if (!arm.busy()) idle_cv.notify_all();
     }
 }
@@ -572,6 +586,32 @@ bool Simulator::set_device_report(int device, const DeviceReport &report) {
     std::lock_guard<std::mutex> lk(impl_->m);
     impl_->arm.devices.reports[static_cast<size_t>(device)] = report;
     return true;
+}
+
+bool Simulator::drag_along(const std::vector<std::vector<double>> &path, int step_ms) {
+    std::lock_guard<std::mutex> lk(impl_->m);
+    Arm &a = impl_->arm;
+    std::vector<DragState::Sample> points;
+    for (const auto &p : path) {
+        if (p.size() != static_cast<size_t>(a.dof)) return false;
+        DragState::Sample q = a.q_;
+        for (int i = 0; i < a.dof; ++i) q[i] = p[i];
+        points.push_back(q);
+    }
+    return drag_hand(a, points, step_ms / 1000.0);
+}
+
+bool Simulator::hand_moving() const {
+    std::lock_guard<std::mutex> lk(impl_->m);
+    return !impl_->arm.drag.hand.empty();
+}
+
+std::vector<std::vector<double>> Simulator::drag_recording() const {
+    std::lock_guard<std::mutex> lk(impl_->m);
+    const Arm &a = impl_->arm;
+    std::vector<std::vector<double>> r;
+    for (const auto &s : a.drag.recorded) r.emplace_back(s.begin(), s.begin() + a.dof);
+    return r;
 }
 
 int Simulator::client_count() const {

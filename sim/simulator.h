@@ -97,7 +97,7 @@ public:
     int dof() const;
     std::vector<double> joints() const;        // degrees
     Pose tool_pose() const;                    // active tool in the active work frame
-    int trajectory_type() const;               // 0 none, 1 movej, 2 movel, 3 movec, 4 moves
+    int trajectory_type() const;               // 0 none, 1 movej, 2 movel, 3 movec, 4 moves, 5 replay
     bool moving() const;                       // a trajectory, step or jog is under way
     bool paused() const;
     std::string tool_frame_name() const;
@@ -117,6 +117,15 @@ public:
     // Changes how `device` (1 gripper, 2 hand, 3 lift, 4 expansion axis) reports its completions;
     // false for another device number.
     bool set_device_report(int device, const DeviceReport &report);
+
+    // ---- drag teaching by hand
+    // While drag teaching is on, moves the arm as an operator's hand would: from where it stands
+    // through `path` (degrees, one point every `step_ms`, straight in joint space in between),
+    // in real time. False when drag teaching is off or a point is outside the joint limits.
+    bool drag_along(const std::vector<std::vector<double>> &path, int step_ms);
+    bool hand_moving() const;                  // the hand has not reached its path's end
+    // The last finished drag-teach recording, one joint vector (degrees) per sample.
+    std::vector<std::vector<double>> drag_recording() const;
 
     // ---- connection control
     int client_count() const;

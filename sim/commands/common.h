@@ -90,7 +90,7 @@ inline void joints_wire(const Joints &q, int dof, int w[]) {
 using Fn = bool (*)(Ctx &);
 struct Command {
     const char *name;
-    const char *reply;  // null: the command is not acknowledged
+    const char *reply;  // null: never answered (unacknowledged commands, streamed set-points)
     const char *state;  // null for queries
     Fn fn;
 };
@@ -111,7 +111,10 @@ bool move_common(Ctx &c, MoveRequest &r);
     FAMILY(frames)                      \
     FAMILY(controller)                  \
     FAMILY(tool)                        \
-    FAMILY(axes)
+    FAMILY(axes)                        \
+    FAMILY(passthrough)                 \
+    FAMILY(force_position)              \
+    FAMILY(drag)
 
 #define KY_SIM_DECLARE_FAMILY(family) std::span<const Command> family##_commands();
 KY_SIM_COMMAND_FAMILIES(KY_SIM_DECLARE_FAMILY)

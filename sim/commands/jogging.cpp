@@ -85,11 +85,11 @@ bool delete_current(Ctx &c) { return c.arm.delete_current(c.out.broadcast), true
 bool delete_all(Ctx &c) { return c.arm.delete_queued(c.out.broadcast), true; }
 
 bool current_trajectory(Ctx &c) {
-    static const char *const names[] = {"none", "movej", "movel", "movec", "moves"};
+    static const char *const names[] = {"none", "movej", "movel", "movec", "moves", "re_trajectory"};
     const int type = c.arm.trajectory_type();
     c.str("type", names[type]);
     int w[kMaxDof];
-    if (type == 0 || type == 1) {
+    if (type == 0 || type == 1 || type == 5) {
         joints_wire(c.arm.q_, c.arm.dof, w);
         c.arr("data", w, c.arm.dof);
     } else {
