@@ -32,6 +32,8 @@
 #include "kyarm/jogging.h"
 #include "kyarm/controller.h"
 #include "kyarm/io.h"
+#include "kyarm/tool.h"
+#include "kyarm/axes.h"
 #include "kyarm/algo.h"
 
 #endif /* KY_API_H */
