@@ -41,7 +41,7 @@ inline CompletionWait axis_move(const char *tag, int device, ActivityQuery query
     return {tag, 1, true, -1, true, device, query, 50, true};
 }
 
-// Polls the completion line and the trajectory query until the trajectory has finished:
+// Polls the completion line and the activity query until the trajectory has finished:
 // 0 done; 1 the controller reported failure; -1, -3 unreadable completion line; -4 the
 // last completion named another device or connect value; a failed query's code after six
 // failures.
