@@ -61,11 +61,11 @@ struct Setter {
 
 // Every setter: its bytes, then the replies that decide (a reply under the request's own
 // name is not taken when the reply name differs: -2); the acknowledgements wait
-// m_nOutTime_max, so a controller answering after 60 ms is met, while the gripper state
+// m_nOutTime_max, so a controller answering after 100 ms is met, while the gripper state
 // query (m_nOutTime) misses it.
 TEST(ToolWire, SettersAndTheirReplies) {
-    Arm arm(1, "KY6A-B", 20);
-    m_nOutTime_max = 100;
+    Arm arm(1, "KY6A-B", 50);
+    m_nOutTime_max = 150;
     ky_robot_handle bogus{};
     for (const auto &c : kSetters) {
         std::vector<std::pair<std::string, int>> replies = {{R"({"command":"set_gripper","state":false})", 0}, {"", 0}};
@@ -84,7 +84,7 @@ TEST(ToolWire, SettersAndTheirReplies) {
             EXPECT_EQ(c.call(arm.robot), expected) << c.command << " " << reply;
             EXPECT_EQ(arm.fake.received(), wire(c.request)) << c.command;
             if (c.reply_name == nullptr) {
-                EXPECT_GE(Clock::now() - t0, 99ms) << c.request;
+                EXPECT_GE(Clock::now() - t0, 149ms) << c.request;
             }
         }
         EXPECT_EQ(c.call(&bogus), -1) << c.command;
@@ -92,7 +92,7 @@ TEST(ToolWire, SettersAndTheirReplies) {
     EXPECT_EQ(ky_set_hand_angle(arm.robot, nullptr), -1);
     EXPECT_EQ(ky_set_hand_follow_angle(arm.robot, nullptr), -1);
 
-    arm.fake.set_delay(60ms);
+    arm.fake.set_delay(100ms);
     for (const auto &c : kSetters) {
         if (c.reply_name == nullptr) continue;
         arm.fake.on(c.command, reply_line(c.reply_name, c.state_key, "true"));
@@ -119,7 +119,7 @@ TEST(ToolWire, GripperStateInOrderAndOnlyWhenComplete) {
         {R"({"command":"get_gripper_state","enabled":1,"status":2,"error":3,"mode":4,"current_force":5,)"
          R"("temperature":6,"actpos":7})", -3, untouched},
     };
-    Arm arm(1, "KY6A-B", 30);
+    Arm arm(1, "KY6A-B", 50);
     kytest::LogCapture log;
     for (const auto &c : cases) {
         arm.fake.clear_received();
@@ -160,7 +160,7 @@ struct Action {
 // The acknowledgement and the report come in one write; a timeout of 0 seconds stands for a
 // report that never comes.
 TEST(ToolCompletion, ReportMatrix) {
-    Arm arm(1, "KY6A-B", 30);
+    Arm arm(1, "KY6A-B", 50);
     for (const auto &a : kActions) {
         const std::string wrong = std::string("[") + a.tag + "] current device is: ";
         struct Row {
