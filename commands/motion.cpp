@@ -180,6 +180,11 @@ int parse_ky_move_command(const char *text, int *device, int *connect) {
     return state;
 }
 
+int ky::arm_trajectory_type(ky_robot_handle *robot, int *activity) {
+    float data[7];
+    return ky_get_arm_current_trajectory(robot, activity, data);
+}
+
 int ky::wait_for_completion(ky_robot_handle *robot, const CompletionWait &w) {
     const int final_wait = w.final_wait_ms < 0 ? out_time() : w.final_wait_ms;
     bool seen_running = false;
@@ -198,11 +203,14 @@ int ky::wait_for_completion(ky_robot_handle *robot, const CompletionWait &w) {
                 if (s != 1) return s != 0 ? s : 1;
                 if (connect == 1 || device != w.device) continue;  // the set goes on / another device
                 if (connect == 0) return 0;
+                if (w.strict_device_line) {
+                    ky_log_error("[%s] current device is: %d \n", w.tag, device);
+                    return -4;
+                }
             }
         }
         int type = -1;
-        float data[7];
-        const int q = ky_get_arm_current_trajectory(robot, &type, data);
+        const int q = w.query(robot, &type);
         if (q != 0) {
             if (++failures >= kMaxQueryFailures) return q;
             continue;
@@ -217,7 +225,7 @@ int ky::wait_for_completion(ky_robot_handle *robot, const CompletionWait &w) {
             continue;
         }
         if (!seen_running && ++idle <= kIdleAnswersBeforeFinalWait) {
-            have_line = pause(robot, w, line);
+            have_line = pause(robot, w, line, w.idle_pause_ms);
             continue;
         }
         if (wait_line(robot, w.tag, kCompletion, line, final_wait) < 1) {

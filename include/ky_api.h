@@ -36,6 +36,8 @@
 #include "kyarm/drag.h"
 #include "kyarm/controller.h"
 #include "kyarm/io.h"
+#include "kyarm/tool.h"
+#include "kyarm/axes.h"
 #include "kyarm/algo.h"
 
 #endif /* KY_API_H */
