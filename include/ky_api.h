@@ -38,6 +38,7 @@
 #include "kyarm/io.h"
 #include "kyarm/tool.h"
 #include "kyarm/axes.h"
+#include "kyarm/modbus.h"
 #include "kyarm/algo.h"
 
 #endif /* KY_API_H */
