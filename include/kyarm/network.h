@@ -30,7 +30,9 @@ extern "C" {
  * widths). A string shorter than its field is NUL-terminated and the rest of the field is
  * zeroed; a string that fills the field exactly has no terminator, and a longer one is cut
  * at the field width. Nothing is ever written past a field.
- * Wi-Fi names and passwords are passed on as given; the library keeps none of them.
+ * Wi-Fi names and passwords are passed on as given (a null string goes out as ""); the
+ * library keeps none of them. Baud rates are in bit/s and passed on unchecked: the controller
+ * ignores one it cannot set.
  */
 
 #define KY_WIFI_IP_LEN 16
@@ -50,8 +52,9 @@ typedef struct {
     char ssid[KY_WIFI_SSID_LEN];         /**< "ssid" (not filled in "off" mode) */
 } ky_wifi_net;
 
-/** Sets the wired network address: {"command":"set_NetIP","ip":ip}. Waits up to 2000 ms
- *  for the reply's boolean "status" (true 0, false 1). */
+/** Sets the wired network address: {"command":"set_NetIP","ip":ip} (dotted quad; null goes
+ *  out as ""). Waits up to 2000 ms for the reply's boolean "status" (true 0, false 1: the
+ *  controller refused the address). */
 KY_API int ky_set_NetIP(ky_robot_handle *robot_handle, const char *ip);
 
 /** Makes the controller a Wi-Fi access point named `wifi_name` with `password`
@@ -83,7 +86,8 @@ KY_API int ky_get_wired_net(ky_robot_handle *robot_handle, char *ip, char *mask,
  *  nothing is written). In "ap" mode "channel" is read too (left as it was when missing).
  *  In "off" mode the function returns 0 there, leaving `ssid` and `password` untouched.
  *  Otherwise "ssid" and "password" are read and copied, and their result returned: when one
- *  of them is missing the result is -3, yet both fields are written (a missing one empty). */
+ *  of them is missing the result is -3, yet both fields are written (a missing one empty).
+ *  A null wifi_net is -1 and nothing is sent. */
 KY_API int ky_get_wifi_net(ky_robot_handle *robot_handle, ky_wifi_net *wifi_net);
 
 /** Restores the controller's factory network settings. Waits up to 4000 ms for the reply's
@@ -96,9 +100,10 @@ KY_API int ky_set_wifi_close(ky_robot_handle *robot_handle);
 
 /** Reads the mode, baud rate and Modbus time-out of the controller's RS485 port (reply
  *  "get_controller_RS485_mode": "controller_RS485_mode", "baudrate", "modbus_timeout").
- *  Waits up to m_nOutTime. When the port is not in Modbus RTU mode the controller leaves
- *  "modbus_timeout" out: *modbus_timeout is then 0, the result 0, and the warning
- *  "it is not in Modbus-RTU mode, and the modbus_timeout field does not exist." is logged.
+ *  Waits up to m_nOutTime. The mode is the controller's code as reported, the baud rate in
+ *  bit/s. When the port is not in Modbus RTU mode the controller leaves "modbus_timeout"
+ *  out: *modbus_timeout is then 0, the result 0, and a warning is logged ("it is not in
+ *  Modbus-RTU mode, and the modbus_timeout field does not exist.").
  *  A missing mode or baud rate is -3 with "<key> parsing error". Outputs (any may be null)
  *  are written only on 0. */
 KY_API int ky_get_controller_RS485_mode(ky_robot_handle *robot_handle, int *mode, int *baudrate,
