@@ -39,6 +39,7 @@
 #include "kyarm/tool.h"
 #include "kyarm/axes.h"
 #include "kyarm/modbus.h"
+#include "kyarm/network.h"
 #include "kyarm/algo.h"
 
 #endif /* KY_API_H */

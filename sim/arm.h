@@ -34,6 +34,18 @@ struct IoState {
     int voltage_type = 3, tool_voltage_type = 0;  // 0 off, 1 5 V, 2 12 V, 3 24 V
 };
 
+// Network and serial settings (commands/network.cpp). An RS485 port in mode 1 is a Modbus RTU
+// master and reports its "modbus_timeout" (ms); in mode 0 it is a plain serial port.
+struct NetSettings {
+    std::string ip = "192.168.1.18", mask = "255.255.255.0", mac = "02:4b:59:00:00:01";  // wired
+    std::string wifi_mode = "ap", ssid = "KyArm", password = "ky123456";  // "ap", "sta" or "off"
+    std::string wifi_ip = "192.168.33.80", wifi_mask = "255.255.255.0", wifi_mac = "02:4b:59:00:00:02";
+    int wifi_channel = 6;
+    int usb_baud = 460800;
+    int rs485_mode = 0, rs485_baud = 460800, modbus_timeout = 100;
+    int tool_rs485_mode = 0, tool_rs485_baud = 115200, tool_modbus_timeout = 100;
+};
+
 struct EnvelopeBall {
     std::string name;
     int radius = 0, x = 0, y = 0, z = 0;  // thousandths, as on the wire
@@ -144,6 +156,7 @@ public:
     double odom[kMaxDof] = {};
     int system_err = 0;
     IoState io;
+    NetSettings net;
     Devices devices;  // gripper, hand, lift and expansion axis
     FollowState follow;                    // pass-through set-points (stream.h)
     DragState drag;                        // drag teaching and its recording (drag.h)

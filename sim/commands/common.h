@@ -103,6 +103,7 @@ bool move_common(Ctx &c, MoveRequest &r);
 #define KY_SIM_COMMAND_FAMILIES(FAMILY) \
     FAMILY(identity)                    \
     FAMILY(io)                          \
+    FAMILY(network)                     \
     FAMILY(joint_config)                \
     FAMILY(arm_limits)                  \
     FAMILY(motion)                      \
