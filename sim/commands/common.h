@@ -111,7 +111,8 @@ bool move_common(Ctx &c, MoveRequest &r);
     FAMILY(frames)                      \
     FAMILY(controller)                  \
     FAMILY(tool)                        \
-    FAMILY(axes)
+    FAMILY(axes)                        \
+    FAMILY(modbus)
 
 #define KY_SIM_DECLARE_FAMILY(family) std::span<const Command> family##_commands();
 KY_SIM_COMMAND_FAMILIES(KY_SIM_DECLARE_FAMILY)
