@@ -33,21 +33,18 @@ struct Field {
     std::variant<int, std::vector<int>, const char *> value;
 };
 
-// Also for an empty list (which cJSON_CreateIntArray does not make from a null pointer).
-cJSON *int_array(const std::vector<int> &v) {
-    cJSON *a = cJSON_CreateArray();
-    for (int i : v) cJSON_AddItemToArray(a, cJSON_CreateNumber(i));
-    return a;
-}
-
-std::string req(const char *command, std::initializer_list<Field> fields) {
+std::string req(const char *command, const std::vector<Field> &fields) {
     cJSON *o = cJSON_CreateObject();
     cJSON_AddStringToObject(o, "command", command);
     for (const auto &f : fields) {
-        if (const int *i = std::get_if<int>(&f.value)) cJSON_AddNumberToObject(o, f.key, *i);
-        else if (const auto *v = std::get_if<std::vector<int>>(&f.value))
-            cJSON_AddItemToObject(o, f.key, int_array(*v));
-        else cJSON_AddStringToObject(o, f.key, std::get<const char *>(f.value));
+        if (const int *i = std::get_if<int>(&f.value)) {
+            cJSON_AddNumberToObject(o, f.key, *i);
+        } else if (const auto *v = std::get_if<std::vector<int>>(&f.value)) {
+            cJSON *a = cJSON_AddArrayToObject(o, f.key);  // also empty, as the library sends it
+            for (int x : *v) cJSON_AddItemToArray(a, cJSON_CreateNumber(x));
+        } else {
+            cJSON_AddStringToObject(o, f.key, std::get<const char *>(f.value));
+        }
     }
     char *t = cJSON_PrintUnformatted(o);
     std::string s = t;
@@ -56,7 +53,7 @@ std::string req(const char *command, std::initializer_list<Field> fields) {
     return s;
 }
 
-// A read or write request; a negative `num` and an empty `data` leave their keys out.
+// A read or write request; a negative `num` and no `data` leave their keys out.
 struct Access {
     const char *command;
     int address;
@@ -65,20 +62,12 @@ struct Access {
 };
 
 std::string access_req(const Access &a, const Line &line) {
-    cJSON *o = cJSON_CreateObject();
-    cJSON_AddStringToObject(o, "command", a.command);
-    cJSON_AddNumberToObject(o, "port", line.port);
-    cJSON_AddNumberToObject(o, "address", a.address);
-    if (a.num >= 0) cJSON_AddNumberToObject(o, "num", a.num);
-    if (const int *i = std::get_if<int>(&a.data)) cJSON_AddNumberToObject(o, "data", *i);
-    if (const auto *v = std::get_if<std::vector<int>>(&a.data))
-        cJSON_AddItemToObject(o, "data", int_array(*v));
-    cJSON_AddNumberToObject(o, "device", line.device);
-    char *t = cJSON_PrintUnformatted(o);
-    std::string s = t;
-    cJSON_free(t);
-    cJSON_Delete(o);
-    return s;
+    std::vector<Field> f = {{"port", line.port}, {"address", a.address}};
+    if (a.num >= 0) f.push_back({"num", a.num});
+    if (const int *i = std::get_if<int>(&a.data)) f.push_back({"data", *i});
+    if (const auto *v = std::get_if<std::vector<int>>(&a.data)) f.push_back({"data", *v});
+    f.push_back({"device", line.device});
+    return req(a.command, f);
 }
 
 bool is_true(const Json &j, const char *key) { return j && cJSON_IsTrue(member(j, key)); }
@@ -111,6 +100,7 @@ protected:
         ky::sim::Options o;
         o.push_enable = false;
         o.modbus.serial[0] = rtu_slave->serial_path();
+        o.modbus.serial[1] = "/nonexistent/ttyKY1";  // a line that cannot be opened
         o.modbus.max_timeout_ms = kModbusTimeoutMs;
         sim = std::make_unique<ky::sim::Simulator>(o);
         ASSERT_TRUE(sim->start()) << sim->error();
@@ -153,7 +143,7 @@ TEST_F(ModbusSim, ModeSettingsOpenAndCloseThePorts) {
         {req("set_modbus_mode", {{"port", 0}, {"baudrate", 115200}, {"timeout", 2}}), true},
         {req("set_modbus_mode", {{"port", 0}, {"baudrate", 9600}, {"timeout", 2}}), true},  // reopened
         {req("set_modbus_mode", {{"port", 0}, {"baudrate", 12345}, {"timeout", 2}}), false},
-        {req("set_modbus_mode", {{"port", 1}, {"baudrate", 115200}, {"timeout", 2}}), false},  // no line
+        {req("set_modbus_mode", {{"port", 1}, {"baudrate", 115200}, {"timeout", 2}}), false},  // no device
         {req("set_modbus_mode", {{"port", 2}, {"baudrate", 115200}, {"timeout", 2}}), false},
         {req("set_modbus_mode", {{"port", 0}, {"baudrate", 115200}}), false},
         {req("close_modbus_mode", {{"port", 0}}), true},
