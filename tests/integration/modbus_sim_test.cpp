@@ -28,30 +28,28 @@ struct Line {
 };
 const Line kLines[] = {{"tcp", 3, 7}, {"rtu", 0, 1}};
 
-struct Field {
-    const char *key;
-    std::variant<int, std::vector<int>, const char *> value;
-};
-
-std::string req(const char *command, const std::vector<Field> &fields) {
-    cJSON *o = cJSON_CreateObject();
-    cJSON_AddStringToObject(o, "command", command);
-    for (const auto &f : fields) {
-        if (const int *i = std::get_if<int>(&f.value)) {
-            cJSON_AddNumberToObject(o, f.key, *i);
-        } else if (const auto *v = std::get_if<std::vector<int>>(&f.value)) {
-            cJSON *a = cJSON_AddArrayToObject(o, f.key);  // also empty, as the library sends it
-            for (int x : *v) cJSON_AddItemToArray(a, cJSON_CreateNumber(x));
-        } else {
-            cJSON_AddStringToObject(o, f.key, std::get<const char *>(f.value));
-        }
+// One request line, built member by member.
+class Req {
+public:
+    explicit Req(const char *command) : o_(cJSON_CreateObject()) { cJSON_AddStringToObject(o_, "command", command); }
+    ~Req() { cJSON_Delete(o_); }
+    Req &i(const char *key, int v) { return cJSON_AddNumberToObject(o_, key, v), *this; }
+    Req &s(const char *key, const char *v) { return cJSON_AddStringToObject(o_, key, v), *this; }
+    Req &a(const char *key, const std::vector<int> &v) {  // also empty, as the library sends it
+        cJSON *a = cJSON_AddArrayToObject(o_, key);
+        for (int x : v) cJSON_AddItemToArray(a, cJSON_CreateNumber(x));
+        return *this;
     }
-    char *t = cJSON_PrintUnformatted(o);
-    std::string s = t;
-    cJSON_free(t);
-    cJSON_Delete(o);
-    return s;
-}
+    operator std::string() const {
+        char *t = cJSON_PrintUnformatted(o_);
+        std::string text = t;
+        cJSON_free(t);
+        return text;
+    }
+
+private:
+    cJSON *o_;
+};
 
 // A read or write request; a negative `num` and no `data` leave their keys out.
 struct Access {
@@ -62,12 +60,12 @@ struct Access {
 };
 
 std::string access_req(const Access &a, const Line &line) {
-    std::vector<Field> f = {{"port", line.port}, {"address", a.address}};
-    if (a.num >= 0) f.push_back({"num", a.num});
-    if (const int *i = std::get_if<int>(&a.data)) f.push_back({"data", *i});
-    if (const auto *v = std::get_if<std::vector<int>>(&a.data)) f.push_back({"data", *v});
-    f.push_back({"device", line.device});
-    return req(a.command, f);
+    Req r(a.command);
+    r.i("port", line.port).i("address", a.address);
+    if (a.num >= 0) r.i("num", a.num);
+    if (const int *i = std::get_if<int>(&a.data)) r.i("data", *i);
+    if (const auto *v = std::get_if<std::vector<int>>(&a.data)) r.a("data", *v);
+    return r.i("device", line.device);
 }
 
 bool is_true(const Json &j, const char *key) { return j && cJSON_IsTrue(member(j, key)); }
@@ -116,9 +114,9 @@ protected:
     }
     bool open(const Line &line) {
         if (line.port == 3)
-            return is_true(call(req("set_modbustcp_mode", {{"ip", "127.0.0.1"}, {"port", tcp_slave->port()}, {"timeout", 0}})),
+            return is_true(call(Req("set_modbustcp_mode").s("ip", "127.0.0.1").i("port", tcp_slave->port()).i("timeout", 0)),
                            "set_state");
-        return is_true(call(req("set_modbus_mode", {{"port", line.port}, {"baudrate", 115200}, {"timeout", 0}})),
+        return is_true(call(Req("set_modbus_mode").i("port", line.port).i("baudrate", 115200).i("timeout", 0)),
                        "set_state");
     }
 };
@@ -135,20 +133,20 @@ TEST_F(ModbusSim, ModeSettingsOpenAndCloseThePorts) {
         bool ok;
     };
     const Case cases[] = {
-        {req("set_modbustcp_mode", {{"ip", "127.0.0.1"}, {"port", tcp_slave->port()}, {"timeout", 5}}), true},
-        {req("set_modbustcp_mode", {{"ip", "127.0.0.1"}, {"port", closed_port}, {"timeout", 5}}), false},
-        {req("set_modbustcp_mode", {{"ip", "controller"}, {"port", tcp_slave->port()}, {"timeout", 5}}), false},
-        {req("set_modbustcp_mode", {{"ip", "127.0.0.1"}, {"port", 0}, {"timeout", 5}}), false},
-        {req("close_modbustcp_mode", {}), true},
-        {req("set_modbus_mode", {{"port", 0}, {"baudrate", 115200}, {"timeout", 2}}), true},
-        {req("set_modbus_mode", {{"port", 0}, {"baudrate", 9600}, {"timeout", 2}}), true},  // reopened
-        {req("set_modbus_mode", {{"port", 0}, {"baudrate", 12345}, {"timeout", 2}}), false},
-        {req("set_modbus_mode", {{"port", 1}, {"baudrate", 115200}, {"timeout", 2}}), false},  // no device
-        {req("set_modbus_mode", {{"port", 2}, {"baudrate", 115200}, {"timeout", 2}}), false},
-        {req("set_modbus_mode", {{"port", 0}, {"baudrate", 115200}}), false},
-        {req("close_modbus_mode", {{"port", 0}}), true},
-        {req("close_modbus_mode", {{"port", 1}}), true},
-        {req("close_modbus_mode", {{"port", 4}}), false},
+        {Req("set_modbustcp_mode").s("ip", "127.0.0.1").i("port", tcp_slave->port()).i("timeout", 5), true},
+        {Req("set_modbustcp_mode").s("ip", "127.0.0.1").i("port", closed_port).i("timeout", 5), false},
+        {Req("set_modbustcp_mode").s("ip", "controller").i("port", tcp_slave->port()).i("timeout", 5), false},
+        {Req("set_modbustcp_mode").s("ip", "127.0.0.1").i("port", 0).i("timeout", 5), false},
+        {Req("close_modbustcp_mode"), true},
+        {Req("set_modbus_mode").i("port", 0).i("baudrate", 115200).i("timeout", 2), true},
+        {Req("set_modbus_mode").i("port", 0).i("baudrate", 9600).i("timeout", 2), true},  // reopened
+        {Req("set_modbus_mode").i("port", 0).i("baudrate", 12345).i("timeout", 2), false},
+        {Req("set_modbus_mode").i("port", 1).i("baudrate", 115200).i("timeout", 2), false},  // no device
+        {Req("set_modbus_mode").i("port", 2).i("baudrate", 115200).i("timeout", 2), false},
+        {Req("set_modbus_mode").i("port", 0).i("baudrate", 115200), false},
+        {Req("close_modbus_mode").i("port", 0), true},
+        {Req("close_modbus_mode").i("port", 1), true},
+        {Req("close_modbus_mode").i("port", 4), false},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.request);
