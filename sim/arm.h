@@ -12,6 +12,7 @@
 #include "sim/arm_kinematics.h"
 #include "sim/devices.h"
 #include "sim/drag.h"
+#include "sim/modbus.h"
 #include "sim/simulator.h"
 #include "sim/stream.h"
 
@@ -160,6 +161,7 @@ public:
     Devices devices;  // gripper, hand, lift and expansion axis
     FollowState follow;                    // pass-through set-points (stream.h)
     DragState drag;                        // drag teaching and its recording (drag.h)
+    ModbusMaster modbus;  // RTU ports and the Modbus TCP slave
 
     ArmKinematics kin_;
     std::mt19937_64 rng;

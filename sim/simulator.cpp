@@ -135,6 +135,7 @@ struct Simulator::Impl {
 bool Simulator::Impl::start() {
     if (!arm.init(opts, error)) return false;
     arm.devices.init(opts);
+    arm.modbus.configure(opts.modbus);
     if (opts.push_cycle_ms < 1 || opts.push_cycle_ms > 1000) {
         error = "push cycle must be 1..1000 ms";
         return false;

@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "sim/modbus.h"
+
 namespace ky::sim {
 
 // Faults injected into the command connection; all off by default.
@@ -66,6 +68,7 @@ struct Options {
     // A client whose unsent output grows past this many bytes (it does not read) is disconnected.
     size_t max_output_bytes = 4 << 20;
     Faults faults;
+    ModbusOptions modbus;                   // serial devices of the RTU ports, Modbus time-out
     uint64_t seed = 0;                      // random seed of the fault draws and noise; 0 = fixed default
     // Receives one line per notable event (client connected, ignored input, ...); may be empty.
     // Called from the simulator's threads with its state locked: it must not call back into it.

@@ -115,7 +115,8 @@ bool move_common(Ctx &c, MoveRequest &r);
     FAMILY(axes)                        \
     FAMILY(passthrough)                 \
     FAMILY(force_position)              \
-    FAMILY(drag)
+    FAMILY(drag)                        \
+    FAMILY(modbus)
 
 #define KY_SIM_DECLARE_FAMILY(family) std::span<const Command> family##_commands();
 KY_SIM_COMMAND_FAMILIES(KY_SIM_DECLARE_FAMILY)
