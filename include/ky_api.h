@@ -32,6 +32,7 @@
 #include "kyarm/jogging.h"
 #include "kyarm/controller.h"
 #include "kyarm/io.h"
+#include "kyarm/force_sensor.h"
 #include "kyarm/algo.h"
 
 #endif /* KY_API_H */
