@@ -11,6 +11,7 @@
 
 #include "sim/arm_kinematics.h"
 #include "sim/devices.h"
+#include "sim/force_sensor.h"
 #include "sim/simulator.h"
 
 namespace ky::sim {
@@ -140,6 +141,7 @@ public:
     int system_err = 0;
     IoState io;
     Devices devices;  // gripper, hand, lift and expansion axis
+    ForceSensor force;  // the flange's force sensor (type 0: none)
 
     ArmKinematics kin_;
     std::mt19937_64 rng;

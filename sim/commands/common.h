@@ -111,6 +111,7 @@ bool move_common(Ctx &c, MoveRequest &r);
     FAMILY(frames)                      \
     FAMILY(controller)                  \
     FAMILY(tool)                        \
+    FAMILY(force_sensor)                \
     FAMILY(axes)
 
 #define KY_SIM_DECLARE_FAMILY(family) std::span<const Command> family##_commands();
