@@ -12,7 +12,7 @@
 //
 // A calibration takes kCalibrationSeconds of simulated time (divided by the speed scale) and
 // ends with {"command":"set_force_sensor","set_state":true} to every client; a calibration
-// stopped by stop_set_force_sensor ends with "set_state" false. Not synchronised: the
+// stopped by stop_set_force_sensor ends with "set_state" false, sent to the stopping client. Not synchronised: the
 // Simulator serialises every access with its state mutex.
 #pragma once
 #include <array>

@@ -87,9 +87,11 @@ bool manual_pose(Ctx &c) {
     return ok;
 }
 
+// The stopped calibration's report goes to the stopping client ahead of the stop's answer, so
+// it is there before the stop returns and no later wait of that client can take it.
 bool stop_set_force_sensor(Ctx &c) {
     if (c.arm.force.type == 0) return false;
-    c.arm.force.stop_calibration(c.out.broadcast);
+    c.arm.force.stop_calibration(c.out.replies);
     return true;
 }
 

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <chrono>
 #include <cstring>
+#include <future>
+#include <thread>
 #include <vector>
 
 #include "sim/simulator.h"
@@ -108,7 +111,7 @@ TEST_F(SixAxisSim, ClearingZeroesTheReading) {
 }
 
 // A blocking calibration returns once the controller reports its end: its result (the new
-// zero) is there when the call returns. The manual form answers only after the fourth pose,
+// zero) is there when the call returns; one stopped meanwhile returns 1. The manual form answers only after the fourth pose,
 // and refuses a fourth pose without the first three.
 TEST_F(SixAxisSim, CalibrationsBlockUntilTheirReport) {
     ASSERT_EQ(ky_clear_force_data(robot), 0);  // zero = bias at no load
@@ -140,6 +143,17 @@ TEST_F(SixAxisSim, CalibrationsBlockUntilTheirReport) {
     EXPECT_EQ(ky_clear_force_data(robot), 1);  // busy calibrating
     ASSERT_EQ(ky_stop_set_force_sensor(robot), 0);
     EXPECT_EQ(ky_set_force_sensor(robot, true), 0);
+
+    // A blocking calibration stopped from another thread returns the stopped report's false.
+    auto waiting = std::async(std::launch::async, [this] { return ky_set_force_sensor(robot, true); });
+    bool busy = false;
+    for (int i = 0; i < 400 && !busy; ++i) {
+        busy = ky_clear_force_data(robot) == 1;
+        if (!busy) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    ASSERT_TRUE(busy);
+    ASSERT_EQ(ky_stop_set_force_sensor(robot), 0);
+    EXPECT_EQ(waiting.get(), 1);
 }
 
 // A one-axis arm: the library does not ask for Fz (sensor type 1), the six-axis query is
