@@ -40,6 +40,7 @@
 #include "kyarm/axes.h"
 #include "kyarm/modbus.h"
 #include "kyarm/network.h"
+#include "kyarm/force_sensor.h"
 #include "kyarm/algo.h"
 
 #endif /* KY_API_H */

@@ -13,6 +13,7 @@
 #include "sim/devices.h"
 #include "sim/drag.h"
 #include "sim/modbus.h"
+#include "sim/force_sensor.h"
 #include "sim/simulator.h"
 #include "sim/stream.h"
 
@@ -162,6 +163,7 @@ public:
     FollowState follow;                    // pass-through set-points (stream.h)
     DragState drag;                        // drag teaching and its recording (drag.h)
     ModbusMaster modbus;  // RTU ports and the Modbus TCP slave
+    ForceSensor force;  // the flange's force sensor (type 0: none)
 
     ArmKinematics kin_;
     std::mt19937_64 rng;

@@ -28,6 +28,7 @@ Arm:
   --tick-ms N            motion update period in ms (default 2)
   --gripper-object W     an object of width W (0..1000) between the gripper's fingers: a
                          pick closes on it and holds (default none: a pick closes fully)
+  --no-force-noise       force-sensor readings without their small noise
 
 Realtime push (UDP; changed at run time by set_realtime_push):
   --push-ip ADDR         target address (default 127.0.0.1)
@@ -124,6 +125,8 @@ bool parse_arguments(int argc, const char *const argv[], Options &o, bool &help,
             if (!value(v) || !to_double(v, 0.01, 1000, o.speed_scale)) return error.empty() ? bad(v) : false;
         } else if (a == "--tick-ms") {
             if (!value(v) || !to_int(v, 1, 100, o.tick_ms)) return error.empty() ? bad(v) : false;
+        } else if (a == "--no-force-noise") {
+            o.force_noise = false;
         } else if (a == "--gripper-object") {
             if (!value(v) || !to_int(v, 0, 1000, o.gripper_object)) return error.empty() ? bad(v) : false;
         } else if (a == "--push-ip") {

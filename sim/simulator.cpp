@@ -136,6 +136,9 @@ bool Simulator::Impl::start() {
     if (!arm.init(opts, error)) return false;
     arm.devices.init(opts);
     arm.modbus.configure(opts.modbus);
+    arm.force.type = arm.sensor;
+    arm.force.noise = opts.force_noise;
+    arm.force.speed_scale = opts.speed_scale;
     if (opts.push_cycle_ms < 1 || opts.push_cycle_ms > 1000) {
         error = "push cycle must be 1..1000 ms";
         return false;
@@ -385,6 +388,7 @@ void Simulator::Impl::motion_loop() {
         std::vector<std::string> lines;
         arm.tick(dt, lines);
         arm.devices.tick(dt, arm.power, lines);
+        arm.force.tick(dt, lines);
         broadcast_locked(lines);
         lines.clear();
         drag_emit(arm.drag, dt, lines);
@@ -452,15 +456,17 @@ std::string Simulator::Impl::datagram() {
         cJSON_AddNumberToObject(e, "err_flag", 0);
         cJSON_AddNumberToObject(e, "en_flag", 1);
     }
-    if (arm.sensor != 0) {
-        const int zero[6] = {0, 0, 0, 0, 0, 0};
-        int force[6] = {0, 0, 0, 0, 0, 0};
-        std::uniform_int_distribution<int> noise(-40, 40);
-        for (int i = 0; i < (arm.sensor == 2 ? 6 : 1); ++i) force[i] = noise(arm.rng);
-        cJSON *f = cJSON_AddObjectToObject(o, arm.sensor == 2 ? "six_force_sensor" : "one_force_sensor");
-        cJSON_AddItemToObject(f, "force", cJSON_CreateIntArray(force, 6));
-        cJSON_AddItemToObject(f, "zero_force", cJSON_CreateIntArray(zero, 6));
-        cJSON_AddNumberToObject(f, "coordinate", arm.push.force_coordinate);
+    if (arm.force.type != 0) {
+        int force[6], zero[6];
+        const Wrench f = force_reading(arm);
+        for (int i = 0; i < 6; ++i) {
+            force[i] = static_cast<int>(std::lround(f[i] * 1000.0));
+            zero[i] = static_cast<int>(std::lround(arm.force.zero[i] * 1000.0));
+        }
+        cJSON *b = cJSON_AddObjectToObject(o, arm.force.six_axis() ? "six_force_sensor" : "one_force_sensor");
+        cJSON_AddItemToObject(b, "force", cJSON_CreateIntArray(force, 6));
+        cJSON_AddItemToObject(b, "zero_force", cJSON_CreateIntArray(zero, 6));
+        cJSON_AddNumberToObject(b, "coordinate", arm.push.force_coordinate);
     }
     char *t = cJSON_PrintUnformatted(o);
     std::string s = t ? t : "";

@@ -64,6 +64,9 @@ struct Options {
     // Width of an object between the gripper's fingers (positions 0..1000): a pick closes on it
     // and holds its force. < 0: no object, a pick closes fully.
     int gripper_object = -1;
+    // Force-sensor arms add a small uniform noise (+-0.04 N, +-0.004 Nm) to every reading;
+    // false makes the readings exact.
+    bool force_noise = true;
     int tick_ms = 2;                        // motion update period
     // A client whose unsent output grows past this many bytes (it does not read) is disconnected.
     size_t max_output_bytes = 4 << 20;
