@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/loopback.h"
 #include "ky_api.h"
 
 namespace {
@@ -24,87 +25,34 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // Minimal controller: answers each request line by its "command" value from a table.
-class Peer {
-public:
-    Peer() {
-        table_["get_arm_software_info"] =
-            R"({"command":"arm_software_info","Product_version":"KY6A-B","algorithm_info":{"version":"1"},)"
-            R"("ctrl_info":{"version":"1","build_time":"2026"}})";
-        table_["get_install_pose"] = R"({"command":"install_pose","pose":[0,0,0]})";
-        table_["get_realtime_push"] =
-            R"({"command":"get_realtime_push","cycle":5,"port":8089,"ip":"127.0.0.1","enable":false,"custom":{}})";
-        table_["get_current_work_frame"] = R"({"command":"current_work_frame","frame_name":"World","pose":[0,0,0,0,0,0]})";
-        table_["get_current_tool_frame"] =
-            R"({"command":"current_tool_frame","tool_name":"Arm_Tip","pose":[0,0,0,0,0,0],"payload":0,"position":[0,0,0]})";
-        table_["get_joint_min_pos"] = R"({"command":"joint_min_pos","min_pos":[-1,-1,-1,-1,-1,-1]})";
-        table_["get_joint_max_pos"] = R"({"command":"joint_max_pos","max_pos":[1,1,1,1,1,1]})";
-        table_["get_joint_max_acc"] = R"({"command":"joint_max_acc","joint_acc":[1,1,1,1,1,1]})";
-        table_["get_joint_max_speed"] = R"({"command":"joint_max_speed","joint_speed":[1,1,1,1,1,1]})";
-        table_["get_collision_stage"] = R"({"command":"get_collision_stage","collision_stage":4})";
-        listen_ = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ::bind(listen_, reinterpret_cast<sockaddr *>(&a), sizeof a);
-        ::listen(listen_, 8);
-        socklen_t len = sizeof a;
-        ::getsockname(listen_, reinterpret_cast<sockaddr *>(&a), &len);
-        port_ = ntohs(a.sin_port);
-        thread_ = std::thread([this] { run(); });
-    }
-    ~Peer() {
-        stop_ = true;
-        ::shutdown(listen_, SHUT_RDWR);
-        thread_.join();
-        ::close(listen_);
-    }
-    int port() const { return port_; }
+std::map<std::string, std::string> replies() {
+    return {
+        {"get_arm_software_info",
+         R"({"command":"arm_software_info","Product_version":"KY6A-B","algorithm_info":{"version":"1"},)"
+         R"("ctrl_info":{"version":"1","build_time":"2026"}})"},
+        {"get_install_pose",
+         R"({"command":"install_pose","pose":[0,0,0]})"},
+        {"get_realtime_push",
+         R"({"command":"get_realtime_push","cycle":5,"port":8089,"ip":"127.0.0.1","enable":false,"custom":{}})"},
+        {"get_current_work_frame",
+         R"({"command":"current_work_frame","frame_name":"World","pose":[0,0,0,0,0,0]})"},
+        {"get_current_tool_frame",
+         R"({"command":"current_tool_frame","tool_name":"Arm_Tip","pose":[0,0,0,0,0,0],"payload":0,"position":[0,0,0]})"},
+        {"get_joint_min_pos",
+         R"({"command":"joint_min_pos","min_pos":[-1,-1,-1,-1,-1,-1]})"},
+        {"get_joint_max_pos",
+         R"({"command":"joint_max_pos","max_pos":[1,1,1,1,1,1]})"},
+        {"get_joint_max_acc",
+         R"({"command":"joint_max_acc","joint_acc":[1,1,1,1,1,1]})"},
+        {"get_joint_max_speed",
+         R"({"command":"joint_max_speed","joint_speed":[1,1,1,1,1,1]})"},
+        {"get_collision_stage",
+         R"({"command":"get_collision_stage","collision_stage":4})"},
+    };
+}
 
-private:
-    void serve(int fd) {
-        int one = 1;
-        ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        std::string pending;
-        char buf[4096];
-        for (;;) {
-            ssize_t n = ::recv(fd, buf, sizeof buf, 0);
-            if (n <= 0) break;
-            pending.append(buf, static_cast<size_t>(n));
-            size_t end;
-            while ((end = pending.find("\r\n")) != std::string::npos) {
-                std::string line = pending.substr(0, end);
-                pending.erase(0, end + 2);
-                if (!pending.empty() && pending[0] == '\0') pending.erase(0, 1);
-                size_t k = line.find("\"command\":\"");
-                if (k == std::string::npos) continue;
-                k += 11;
-                std::string cmd = line.substr(k, line.find('"', k) - k);
-                auto it = table_.find(cmd);
-                if (it == table_.end()) continue;
-                std::string out = it->second + "\r\n";
-                ::send(fd, out.data(), out.size(), MSG_NOSIGNAL);
-            }
-        }
-        ::close(fd);
-    }
-    void run() {
-        std::vector<std::thread> clients;
-        while (!stop_) {
-            int fd = ::accept(listen_, nullptr, nullptr);
-            if (fd < 0) break;
-            clients.emplace_back([this, fd] { serve(fd); });
-        }
-        for (auto &c : clients) c.join();
-    }
-    std::map<std::string, std::string> table_;
-    int listen_ = -1;
-    int port_ = 0;
-    std::atomic<bool> stop_{false};
-    std::thread thread_;
-};
-
-Peer &peer() {
-    static Peer p;
+kybench::TablePeer &peer() {
+    static kybench::TablePeer p(replies());
     return p;
 }
 

@@ -29,61 +29,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // The controller's side: answers the connection-time queries, drains everything else.
-class DrainPeer {
-public:
-    DrainPeer() : replies_(kybench::identity_replies("[180000,180000,180000,180000,180000,180000]")) {
-        listen_ = kybench::listen_loopback(8, &port_);
-        thread_ = std::thread([this] { run(); });
-    }
-    ~DrainPeer() {
-        ::shutdown(listen_, SHUT_RDWR);
-        thread_.join();
-        ::close(listen_);
-    }
-    int port() const { return port_; }
-
-private:
-    void serve(int fd) {
-        std::string pending;
-        std::vector<char> buf(1 << 16);
-        for (;;) {
-            ssize_t n = ::recv(fd, buf.data(), buf.size(), 0);
-            if (n <= 0) break;
-            pending.append(buf.data(), static_cast<size_t>(n));
-            size_t start = 0, end;
-            while ((end = pending.find("\r\n", start)) != std::string::npos) {
-                const size_t k = pending.find("\"command\":\"", start);
-                if (k != std::string::npos && k < end) {
-                    const size_t name = k + 11;
-                    auto it = replies_.find(pending.substr(name, pending.find('"', name) - name));
-                    if (it != replies_.end()) {
-                        const std::string out = it->second + "\r\n";
-                        ::send(fd, out.data(), out.size(), MSG_NOSIGNAL);
-                    }
-                }
-                start = end + 2;
-            }
-            pending.erase(0, start);
-        }
-        ::close(fd);
-    }
-    void run() {
-        std::vector<std::thread> clients;
-        for (;;) {
-            int fd = ::accept(listen_, nullptr, nullptr);
-            if (fd < 0) break;
-            clients.emplace_back([this, fd] { serve(fd); });
-        }
-        for (auto &c : clients) c.join();
-    }
-    std::map<std::string, std::string> replies_;
-    int listen_ = -1;
-    int port_ = 0;
-    std::thread thread_;
-};
-
-DrainPeer &peer() {
-    static DrainPeer p;
+kybench::TablePeer &peer() {
+    static kybench::TablePeer p(kybench::identity_replies("[180000,180000,180000,180000,180000,180000]"));
     return p;
 }
 

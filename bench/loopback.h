@@ -3,10 +3,15 @@
 #pragma once
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <map>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace kybench {
 
@@ -46,5 +51,65 @@ inline std::map<std::string, std::string> identity_replies(const std::string &jo
         {"get_joint_max_speed", R"({"command":"joint_max_speed","joint_speed":)" + joint_speed + "}"},
     };
 }
+
+// A minimal controller on loopback: answers each request line by its "command" value from a
+// table (reply lines without CR LF) and silently drains every other line, one thread per
+// connection.
+class TablePeer {
+public:
+    explicit TablePeer(std::map<std::string, std::string> replies) : replies_(std::move(replies)) {
+        listen_ = listen_loopback(8, &port_);
+        thread_ = std::thread([this] { run(); });
+    }
+    ~TablePeer() {
+        ::shutdown(listen_, SHUT_RDWR);
+        thread_.join();
+        ::close(listen_);
+    }
+    TablePeer(const TablePeer &) = delete;
+    TablePeer &operator=(const TablePeer &) = delete;
+    int port() const { return port_; }
+
+private:
+    void serve(int fd) {
+        int one = 1;
+        ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        std::string pending;
+        std::vector<char> buf(1 << 16);
+        for (;;) {
+            ssize_t n = ::recv(fd, buf.data(), buf.size(), 0);
+            if (n <= 0) break;
+            pending.append(buf.data(), static_cast<size_t>(n));
+            size_t start = 0, end;
+            while ((end = pending.find("\r\n", start)) != std::string::npos) {
+                const size_t k = pending.find("\"command\":\"", start);
+                if (k != std::string::npos && k < end) {
+                    const size_t name = k + 11;
+                    auto it = replies_.find(pending.substr(name, pending.find('"', name) - name));
+                    if (it != replies_.end()) {
+                        const std::string out = it->second + "\r\n";
+                        ::send(fd, out.data(), out.size(), MSG_NOSIGNAL);
+                    }
+                }
+                start = end + 2;
+            }
+            pending.erase(0, start);
+        }
+        ::close(fd);
+    }
+    void run() {
+        std::vector<std::thread> clients;
+        for (;;) {
+            int fd = ::accept(listen_, nullptr, nullptr);
+            if (fd < 0) break;
+            clients.emplace_back([this, fd] { serve(fd); });
+        }
+        for (auto &c : clients) c.join();
+    }
+    std::map<std::string, std::string> replies_;
+    int listen_ = -1;
+    int port_ = 0;
+    std::thread thread_;
+};
 
 }  // namespace kybench
