@@ -328,44 +328,6 @@ TEST(SimDevices, PoweredOffControllerRefusesDeviceMotion) {
     EXPECT_TRUE(c.expect("current_trajectory_state", 200).empty());
 }
 
-// The test hook changes what a device's completion line says, for the library's fault tests.
-TEST(SimDevices, ReportHookChangesOrSilencesTheCompletionLine) {
-    ky::sim::Simulator sim(opts());
-    ASSERT_TRUE(sim.start());
-    TcpClient c(sim.port());
-    EXPECT_FALSE(sim.set_device_report(0, {}));
-    EXPECT_FALSE(sim.set_device_report(5, {}));
-    const struct {
-        ky::sim::DeviceReport report;
-        bool sent;
-        int device, connect;
-        bool ok;
-    } cases[] = {
-        {{.device = 1}, true, 1, 0, true},
-        {{.success = false}, true, 3, 0, false},
-        {{.connect = 2}, true, 3, 2, true},
-        {{.send = false}, false, 0, 0, false},
-        {{}, true, 3, 0, true},
-    };
-    int height = 0;
-    for (const auto &k : cases) {
-        ASSERT_TRUE(sim.set_device_report(3, k.report));
-        height += 50;
-        std::string move = R"({"command":"set_lift_height","speed":100,"height":)";
-        move += std::to_string(height);
-        move += "}";
-        c.send(move);
-        Json done = parse(c.expect("current_trajectory_state", k.sent ? 3000 : 1000));
-        ASSERT_EQ(done != nullptr, k.sent) << height;
-        if (k.sent) {
-            EXPECT_EQ(num(done, "device"), k.device);
-            EXPECT_EQ(num(done, "trajectory_connect"), k.connect);
-            EXPECT_EQ(cJSON_IsTrue(member(done, "trajectory_state")), k.ok);
-        }
-        EXPECT_EQ(num(c.request(R"({"command":"get_lift_state"})", "lift_state"), "height"), height);
-    }
-}
-
 TEST(SimDevices, GripperObjectOption) {
     ky::sim::Options o;
     bool help = false, verbose = false;
