@@ -29,6 +29,8 @@ Arm:
   --gripper-object W     an object of width W (0..1000) between the gripper's fingers: a
                          pick closes on it and holds (default none: a pick closes fully)
   --no-force-noise       force-sensor readings without their small noise
+  --modbus-rtu0 DEV      serial device of RS485 port 0 for Modbus RTU (e.g. one end of a
+  --modbus-rtu1 DEV      socat pty pair); without one, opening that port is refused
 
 Realtime push (UDP; changed at run time by set_realtime_push):
   --push-ip ADDR         target address (default 127.0.0.1)
@@ -127,6 +129,9 @@ bool parse_arguments(int argc, const char *const argv[], Options &o, bool &help,
             if (!value(v) || !to_int(v, 1, 100, o.tick_ms)) return error.empty() ? bad(v) : false;
         } else if (a == "--no-force-noise") {
             o.force_noise = false;
+        } else if (a == "--modbus-rtu0" || a == "--modbus-rtu1") {
+            if (!value(v)) return false;
+            o.modbus.serial[a.back() - '0'] = v;
         } else if (a == "--gripper-object") {
             if (!value(v) || !to_int(v, 0, 1000, o.gripper_object)) return error.empty() ? bad(v) : false;
         } else if (a == "--push-ip") {

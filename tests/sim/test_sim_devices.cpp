@@ -328,13 +328,15 @@ TEST(SimDevices, PoweredOffControllerRefusesDeviceMotion) {
     EXPECT_TRUE(c.expect("current_trajectory_state", 200).empty());
 }
 
-TEST(SimDevices, GripperObjectOption) {
+TEST(SimDevices, DeviceOptions) {
     ky::sim::Options o;
     bool help = false, verbose = false;
     std::string error;
-    const char *ok[] = {"ky-sim", "--gripper-object", "350"};
-    ASSERT_TRUE(ky::sim::parse_arguments(3, ok, o, help, verbose, error)) << error;
+    const char *ok[] = {"ky-sim", "--gripper-object", "350", "--modbus-rtu1", "/dev/pts/7"};
+    ASSERT_TRUE(ky::sim::parse_arguments(5, ok, o, help, verbose, error)) << error;
     EXPECT_EQ(o.gripper_object, 350);
+    EXPECT_EQ(o.modbus.serial[0], "");
+    EXPECT_EQ(o.modbus.serial[1], "/dev/pts/7");
     for (const char *bad : {"1001", "-1", "x"}) {
         const char *argv[] = {"ky-sim", "--gripper-object", bad};
         EXPECT_FALSE(ky::sim::parse_arguments(3, argv, o, help, verbose, error)) << bad;
