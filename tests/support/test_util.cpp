@@ -1,5 +1,7 @@
 #include "support/test_util.h"
 
+#include <algorithm>
+
 #include "core/fifo.h"
 #include "core/registry.h"
 
@@ -59,9 +61,16 @@ Library::~Library() {
     m_nOutTime_max = 1000;
 }
 
+// The connection-time queries get at least a second each, whatever short time-out the test
+// runs with: on a loaded machine a late identity reply would otherwise fail the set-up, not
+// the behaviour under test.
 ky_robot_handle *connect(FakeController &fake, const std::string &product) {
     fake.answer_identity(product);
-    return ky_create_robot_arm("127.0.0.1", fake.port());
+    const int out_time = __atomic_load_n(&m_nOutTime, __ATOMIC_RELAXED);
+    __atomic_store_n(&m_nOutTime, std::max(out_time, 1000), __ATOMIC_RELAXED);
+    ky_robot_handle *robot = ky_create_robot_arm("127.0.0.1", fake.port());
+    __atomic_store_n(&m_nOutTime, out_time, __ATOMIC_RELAXED);
+    return robot;
 }
 
 std::string member_of(const std::string &request, const std::string &key) {
