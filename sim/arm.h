@@ -14,6 +14,7 @@
 #include "sim/drag.h"
 #include "sim/modbus.h"
 #include "sim/force_sensor.h"
+#include "sim/program.h"
 #include "sim/simulator.h"
 #include "sim/stream.h"
 
@@ -164,6 +165,7 @@ public:
     DragState drag;                        // drag teaching and its recording (drag.h)
     ModbusMaster modbus;  // RTU ports and the Modbus TCP slave
     ForceSensor force;  // the flange's force sensor (type 0: none)
+    Programs programs;  // uploaded projects, the program store and the running program
 
     ArmKinematics kin_;
     std::mt19937_64 rng;

@@ -35,12 +35,19 @@ bool Framer::bare_lf_ends_object() {
 }
 
 size_t Framer::feed(std::string_view bytes, std::vector<std::string> &commands) {
+    size_t used = 0;
+    return feed(bytes, commands, nullptr, used);
+}
+
+size_t Framer::feed(std::string_view bytes, std::vector<std::string> &commands, const StopFn &stop, size_t &used) {
     const size_t from = in_.size();
     in_.append(bytes);
     examined_ += bytes.size();
+    used = bytes.size();
     for (size_t i = from; i < in_.size(); ++i) {
         const char ch = in_[i];
         if (ch == '\n') {
+            const size_t emitted = commands.size();
             if (first_ == npos) {  // nothing but blanks so far
                 reset(i + 1);
             } else if (i > start_ && in_[i - 1] == '\r') {
@@ -53,6 +60,13 @@ size_t Framer::feed(std::string_view bytes, std::vector<std::string> &commands) 
             } else if (bare_lf_ends_object()) {
                 commands.emplace_back(in_, first_, closed_ - first_);
                 reset(i + 1);
+            }
+            if (stop && commands.size() > emitted && stop(commands.back())) {
+                // The bytes after this command are not ours: hand them back unframed.
+                used = i + 1 - from;
+                examined_ -= in_.size() - (i + 1);
+                in_.resize(i + 1);
+                break;
             }
             continue;
         }

@@ -12,6 +12,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,10 @@ public:
     // Appends `bytes` and adds every command completed by them to `commands`, in order. Text
     // pending without an end beyond the bound is discarded; returns how many bytes were.
     size_t feed(std::string_view bytes, std::vector<std::string> &commands);
+    // As above, but stops right after the first command for which `stop` is true: `used` tells
+    // how many of `bytes` were taken (the rest is not framed, e.g. raw bytes that follow it).
+    using StopFn = std::function<bool(const std::string &)>;
+    size_t feed(std::string_view bytes, std::vector<std::string> &commands, const StopFn &stop, size_t &used);
     void clear();
     size_t pending() const { return in_.size(); }
     // Bytes looked at so far: each fed byte once, plus each complete object probed.

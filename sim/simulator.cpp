@@ -33,6 +33,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr size_t kMaxPending = 1 << 20;  // input held without a line end before it is dropped
 constexpr int kReadsPerRound = 16;       // reads of one client before the others get their turn
+// An upload whose announced bytes stop arriving for this long is answered false.
+constexpr auto kUploadIdle = std::chrono::milliseconds(1000);
 
 struct Outgoing {
     Clock::time_point due;
@@ -50,7 +52,23 @@ struct Client {
     uint64_t commands = 0;
     bool close_when_flushed = false;
     bool dead = false;
+    // Project upload under way: the announced bytes are raw text, not commands.
+    bool raw = false;
+    bool raw_skip_nul = false;  // the NUL that ends the announcing command is not project text
+    UploadAnnouncement upload;
+    std::string raw_text;
+    Clock::time_point raw_last;
 };
+
+// The command that announces a project upload: the bytes after it are project text.
+bool announces_upload(const std::string &command) {
+    if (command.find("run_project") == std::string::npos) return false;
+    cJSON *o = cJSON_Parse(command.c_str());
+    const cJSON *name = o ? cJSON_GetObjectItemCaseSensitive(o, "command") : nullptr;
+    const bool yes = cJSON_IsString(name) && std::strcmp(name->valuestring, "run_project") == 0;
+    cJSON_Delete(o);
+    return yes;
+}
 
 void set_nonblocking(int fd) { fcntl(fd, F_SETFL, fcntl(fd, F_GETFL, 0) | O_NONBLOCK); }
 
@@ -125,6 +143,8 @@ struct Simulator::Impl {
     void io_loop();
     void read_client(Client &c);
     void handle_line(Client &c, const std::string &line);
+    void take_raw(Client &c, std::string_view &bytes);
+    void end_upload(Client &c, bool timed_out);
     void motion_loop();
     void push_loop();
     std::string datagram();
@@ -242,6 +262,10 @@ void Simulator::Impl::io_loop() {
                     const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(c.out.front().due - now);
                     timeout = std::clamp(static_cast<int>(wait.count()) + 1, 0, timeout);
                 }
+                if (c.raw) {
+                    const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(c.raw_last + kUploadIdle - now);
+                    timeout = std::clamp(static_cast<int>(wait.count()) + 1, 0, timeout);
+                }
                 fds.push_back({c.fd, ev, 0});
                 polled.push_back(&c);
             }
@@ -276,6 +300,7 @@ void Simulator::Impl::io_loop() {
         const auto now = Clock::now();
         for (auto &c : clients) {
             if (c.dead) continue;
+            if (c.raw && now - c.raw_last >= kUploadIdle) end_upload(c, true);
             if (c.woff > 0 && c.woff >= c.wbuf.size() / 2) {  // sent bytes go before the buffer grows
                 c.wbuf.erase(0, c.woff);
                 c.woff = 0;
@@ -326,19 +351,52 @@ void Simulator::Impl::read_client(Client &c) {
         }
         if (n < 0) break;
         if (c.close_when_flushed) continue;  // closing: further commands are not served
-        const uint64_t before = c.framer.examined();
-        lines.clear();
-        const size_t dropped = c.framer.feed({buf, static_cast<size_t>(n)}, lines);
-        examined += c.framer.examined() - before;
-        if (dropped > 0) log("dropping " + std::to_string(dropped) + " bytes without a line end from " + c.peer);
-        for (const auto &line : lines) {
-            handle_line(c, line);
-            if (c.close_when_flushed) {
-                c.framer.clear();
-                break;
+        std::string_view rest(buf, static_cast<size_t>(n));
+        while (!rest.empty() && !c.close_when_flushed && !c.dead) {
+            if (c.raw) {
+                take_raw(c, rest);
+                continue;
+            }
+            const uint64_t before = c.framer.examined();
+            lines.clear();
+            size_t used = 0;
+            const size_t dropped = c.framer.feed(rest, lines, announces_upload, used);
+            rest.remove_prefix(used);
+            examined += c.framer.examined() - before;
+            if (dropped > 0) log("dropping " + std::to_string(dropped) + " bytes without a line end from " + c.peer);
+            for (const auto &line : lines) {
+                handle_line(c, line);
+                if (c.close_when_flushed) {
+                    c.framer.clear();
+                    break;
+                }
             }
         }
     }
+}
+
+// Takes project text of the upload under way from `bytes`, up to the announced size.
+void Simulator::Impl::take_raw(Client &c, std::string_view &bytes) {
+    if (c.raw_skip_nul && !bytes.empty()) {
+        c.raw_skip_nul = false;
+        if (bytes.front() == '\0') bytes.remove_prefix(1);
+    }
+    const size_t take = std::min(bytes.size(), c.upload.size - c.raw_text.size());
+    c.raw_text.append(bytes.substr(0, take));
+    bytes.remove_prefix(take);
+    examined += take;
+    c.raw_last = Clock::now();
+    if (c.raw_text.size() == c.upload.size) end_upload(c, false);
+}
+
+// Answers the upload ("download_project") and returns the connection to commands.
+void Simulator::Impl::end_upload(Client &c, bool timed_out) {
+    if (timed_out) log("upload from " + c.peer + " timed out");
+    const std::string verdict = finish_upload(arm, c.upload, c.raw_text, timed_out);
+    c.raw = false;
+    std::string().swap(c.raw_text);
+    enqueue(c, verdict, Clock::now());
+    wake();
 }
 
 void Simulator::Impl::handle_line(Client &c, const std::string &line) {
@@ -364,6 +422,16 @@ void Simulator::Impl::handle_line(Client &c, const std::string &line) {
     }
     broadcast_locked(r.broadcast);
     // A saved recording streams its point lines to the client that asked, behind the reply.
+    if (arm.programs.announced) {
+        // "run_project" was accepted: exactly the announced number of bytes follow.
+        arm.programs.announced = false;
+        c.raw = true;
+        c.raw_skip_nul = true;
+        c.upload = arm.programs.upload;
+        c.raw_text.clear();
+        c.raw_last = Clock::now();
+        if (c.upload.size == 0) end_upload(c, false);
+    }
     if (arm.drag.save_requested) {
         arm.drag.save_requested = false;
         point_client = &c;
@@ -389,6 +457,7 @@ void Simulator::Impl::motion_loop() {
         arm.tick(dt, lines);
         arm.devices.tick(dt, arm.power, lines);
         arm.force.tick(dt, lines);
+        program_tick(arm, lines);
         broadcast_locked(lines);
         lines.clear();
         drag_emit(arm.drag, dt, lines);
