@@ -255,6 +255,24 @@ TEST(Project, MissingVerdictTimesOut) {
     EXPECT_GE(Clock::now() - t0, 1900ms);
 }
 
+// The streaming holds the registry's read lock: a delete issued mid-stream waits until the
+// last chunk went out, and the verdict wait then finds the robot gone.
+TEST(Project, DeleteWaitsForTheStreaming) {
+    Arm arm;
+    Dir dir;
+    arm.fake.on("run_project", kAccepted);
+    const std::string body = text_of(30000);  // 300 paced chunks
+    auto p = record(dir.write("job.txt", body));
+    auto upload = start([&] { return ky_send_project(arm.robot, &p, nullptr); });
+    const std::string announced = wire(announce("job", 30000));
+    ASSERT_GT(received_at_least(arm.fake, announced.size() + 1000).size(), announced.size());
+    EXPECT_EQ(ky_delete_robot_arm(arm.robot), 0);
+    const std::string got = received_at_least(arm.fake, announced.size() + body.size());
+    EXPECT_EQ(got.size(), announced.size() + body.size()) << "the delete cut the stream short";
+    const int r = upload.get();
+    EXPECT_TRUE(r == -1 || r == -2) << r;
+}
+
 // A project of 1 MiB arrives whole (about 10500 paced chunks).
 TEST(Project, LargeProjectArrivesWhole) {
     Arm arm;
