@@ -41,6 +41,7 @@
 #include "kyarm/modbus.h"
 #include "kyarm/network.h"
 #include "kyarm/force_sensor.h"
+#include "kyarm/fence.h"
 #include "kyarm/algo.h"
 
 #endif /* KY_API_H */
