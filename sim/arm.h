@@ -12,6 +12,7 @@
 #include "sim/arm_kinematics.h"
 #include "sim/devices.h"
 #include "sim/drag.h"
+#include "sim/fence.h"
 #include "sim/modbus.h"
 #include "sim/force_sensor.h"
 #include "sim/simulator.h"
@@ -164,6 +165,7 @@ public:
     DragState drag;                        // drag teaching and its recording (drag.h)
     ModbusMaster modbus;  // RTU ports and the Modbus TCP slave
     ForceSensor force;  // the flange's force sensor (type 0: none)
+    FenceState fence;   // electronic fences, virtual wall, self-collision, run mode (fence.h)
 
     ArmKinematics kin_;
     std::mt19937_64 rng;
