@@ -15,8 +15,8 @@ extern "C" {
 /*
  * The controller keeps a list of named fences, the one fence in force and a virtual wall;
  * each restricts where the arm may move once enabled. Coordinates and radii are in metres
- * on this interface and travel as integers of thousandths (value x 1000.0, truncated toward
- * zero); read back they are divided by 1000 in single precision.
+ * on this interface and travel as integers of thousandths (value x 1000 in single precision,
+ * truncated toward zero); read back they are divided by 1000 in single precision.
  *
  * Every request carrying a cube sends the record's x_min_limit (not z_min_limit) under
  * "z_min_limit"; the readers store "z_min_limit" into z_min_limit. Controllers rely on

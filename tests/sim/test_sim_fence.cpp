@@ -103,14 +103,16 @@ TEST(SimFence, EnabledFenceRefusesMovesAndIgnoresSetPointsOutside) {
     TcpClient c(sim.port());
     const ky::sim::Pose p = sim.tool_pose();
     auto mm = [](double v) { return std::to_string(std::lround(v * 1000)); };
-    const std::string box = R"("form":1,"x_max_limit":)" + mm(p.x + 0.04) + R"(,"x_min_limit":)" + mm(p.x - 0.04) +
-                            R"(,"y_max_limit":)" + mm(p.y + 0.04) + R"(,"y_min_limit":)" + mm(p.y - 0.04) +
-                            R"(,"z_max_limit":)" + mm(p.z + 0.04) + R"(,"z_min_limit":)" + mm(p.z - 0.04);
+    std::string box = R"("form":1)";
+    const std::pair<const char *, double> bounds[] = {{"x_max_limit", p.x + 0.04}, {"x_min_limit", p.x - 0.04},
+                                                      {"y_max_limit", p.y + 0.04}, {"y_min_limit", p.y - 0.04},
+                                                      {"z_max_limit", p.z + 0.04}, {"z_min_limit", p.z - 0.04}};
+    for (const auto &[key, v] : bounds) box.append(",\"").append(key).append("\":").append(mm(v));
     ASSERT_EQ(body(c.request(cmd("set_electronic_fence_config", box), "set_electronic_fence_config")),
               R"({"set_config":true})");
     auto movel = [&](double dx) {
-        return body(c.request(cmd("movel", R"("v":50,"pose":)" + pose_array(p, dx) + R"(,"trajectory_connect":0,"r":0)"),
-                              "movel"));
+        const std::string members = std::string(R"("v":50,"pose":)") + pose_array(p, dx) + R"(,"trajectory_connect":0)";
+        return body(c.request(cmd("movel", members + R"(,"r":0)"), "movel"));
     };
     auto enable = [&](bool on, int side) {
         return body(c.request(cmd("set_electronic_fence_enable", std::string(R"("set_enable":)") +
@@ -128,7 +130,7 @@ TEST(SimFence, EnabledFenceRefusesMovesAndIgnoresSetPointsOutside) {
     // once it is not.
     auto stream_to = [&](double dx) {
         for (int i = 0; i < 50; ++i) {
-            c.send(cmd("movep_canfd", R"("pose":)" + pose_array(p, dx) + R"(,"follow":false)"));
+            c.send(cmd("movep_canfd", std::string(R"("pose":)") + pose_array(p, dx) + R"(,"follow":false)"));
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         return sim.tool_pose().x - p.x;
