@@ -42,6 +42,7 @@
 #include "kyarm/network.h"
 #include "kyarm/force_sensor.h"
 #include "kyarm/project.h"
+#include "kyarm/fence.h"
 #include "kyarm/algo.h"
 
 #endif /* KY_API_H */

@@ -322,6 +322,11 @@ bool Arm::submit(const MoveRequest &req) {
     }
     Trajectory t;
     if (!plan(req, planned_end(), t)) return false;
+    // With a fence or the virtual wall enabled, every point of the path must be allowed.
+    if (fence.active() && !std::all_of(t.samples.begin(), t.samples.end(), [this](const Joints &s) {
+            return fence.allows(kin_.tool_world(s.data()).translation());
+        }))
+        return false;
     follow.live = false;
     if (req.connect != 0) {
         joined_.push_back(std::move(t));

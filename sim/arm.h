@@ -12,6 +12,7 @@
 #include "sim/arm_kinematics.h"
 #include "sim/devices.h"
 #include "sim/drag.h"
+#include "sim/fence.h"
 #include "sim/modbus.h"
 #include "sim/force_sensor.h"
 #include "sim/program.h"
@@ -166,6 +167,7 @@ public:
     ModbusMaster modbus;  // RTU ports and the Modbus TCP slave
     ForceSensor force;  // the flange's force sensor (type 0: none)
     Programs programs;  // uploaded projects, the program store and the running program
+    FenceState fence;   // electronic fences, virtual wall, self-collision, run mode (fence.h)
 
     ArmKinematics kin_;
     std::mt19937_64 rng;

@@ -25,6 +25,8 @@ bool can_follow(const Arm &arm) {
 }
 
 void take(Arm &arm, const Joints &target, FollowState::Kind kind) {
+    // A set-point outside the fence or the virtual wall is ignored.
+    if (arm.fence.active() && !arm.fence.allows(arm.kin_.tool_world(target.data()).translation())) return;
     FollowState &f = arm.follow;
     if (!f.live) f.fresh = true;
     f.live = true;

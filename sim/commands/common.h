@@ -119,7 +119,8 @@ bool move_common(Ctx &c, MoveRequest &r);
     FAMILY(modbus)                      \
     FAMILY(force_sensor)                \
     FAMILY(project)                     \
-    FAMILY(program_store)
+    FAMILY(program_store)               \
+    FAMILY(fence)
 
 #define KY_SIM_DECLARE_FAMILY(family) std::span<const Command> family##_commands();
 KY_SIM_COMMAND_FAMILIES(KY_SIM_DECLARE_FAMILY)
