@@ -164,6 +164,7 @@ public:
     DragState drag;                        // drag teaching and its recording (drag.h)
     ModbusMaster modbus;  // RTU ports and the Modbus TCP slave
     ForceSensor force;  // the flange's force sensor (type 0: none)
+    std::vector<std::string> waypoints;  // global waypoints in creation order, each its JSON object (commands/waypoints.cpp)
 
     ArmKinematics kin_;
     std::mt19937_64 rng;

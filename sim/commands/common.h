@@ -117,7 +117,8 @@ bool move_common(Ctx &c, MoveRequest &r);
     FAMILY(force_position)              \
     FAMILY(drag)                        \
     FAMILY(modbus)                      \
-    FAMILY(force_sensor)
+    FAMILY(force_sensor)                \
+    FAMILY(waypoints)
 
 #define KY_SIM_DECLARE_FAMILY(family) std::span<const Command> family##_commands();
 KY_SIM_COMMAND_FAMILIES(KY_SIM_DECLARE_FAMILY)
