@@ -17,7 +17,7 @@ extern "C" {
 /** Width of ky_waypoint.time ("YYYY-MM-DD hh:mm:ss" and room to spare). */
 #define KY_WAYPOINT_TIME_LEN 32
 /** Number of entries a ky_waypoint_list holds; list entries beyond it are not stored. */
-#define KY_WAYPOINT_LIST_MAX 100
+#define KY_WAYPOINT_LIST_MAX 50
 
 /** One global waypoint. On the wire "joint" is an int array of the arm's dof entries
  *  (degrees x 1000, widened to double, truncated) and "pose" an int array of 6: x, y, z in
