@@ -18,9 +18,13 @@ namespace {
 std::string wire(const std::string &request) { return request + std::string("\r\n\0", 3); }
 
 std::string run_state(int state, const std::string &extra = "") {
-    return R"({"command":"get_program_run_state","run_state":)" + std::to_string(state) + extra + "}";
+    std::string s = R"({"command":"get_program_run_state","run_state":)";
+    return s.append(std::to_string(state)).append(extra).append("}");
 }
-std::string finished(int id) { return R"({"command":"program_run_finish","finish_id":)" + std::to_string(id) + "}"; }
+std::string finished(int id) {
+    std::string s = R"({"command":"program_run_finish","finish_id":)";
+    return s.append(std::to_string(id)).append("}");
+}
 const char *kStarted = R"({"command":"set_program_id_start","start_state":true})";
 
 // Every command's bytes and the reply it is judged by.

@@ -143,7 +143,7 @@ TEST(Waypoints, ListIsCutToTheRecordAndStopsAtTheFirstBadElement) {
     auto reply = [](const std::string &body) { return R"({"command":"get_global_waypoints_list",)" + body + "}"; };
     auto elements = [](int n, const std::string &joint) {
         std::string s = "[";
-        for (int i = 0; i < n; ++i) s.append(i ? "," : "").append(element("w" + std::to_string(i), joint));
+        for (int i = 0; i < n; ++i) s.append(i ? "," : "").append(element(std::string("w").append(std::to_string(i)), joint));
         return s + "]";
     };
     // Short elements, so that more than the record holds fit one 10 kB reply.
