@@ -34,6 +34,8 @@
 #include "kyarm/force_position.h"
 #include "kyarm/jogging.h"
 #include "kyarm/drag.h"
+#include "kyarm/program_store.h"
+#include "kyarm/waypoints.h"
 #include "kyarm/controller.h"
 #include "kyarm/io.h"
 #include "kyarm/tool.h"

@@ -168,6 +168,7 @@ public:
     ForceSensor force;  // the flange's force sensor (type 0: none)
     Programs programs;  // uploaded projects, the program store and the running program
     FenceState fence;   // electronic fences, virtual wall, self-collision, run mode (fence.h)
+    std::vector<std::string> waypoints;  // global waypoints in creation order, each its JSON object (commands/waypoints.cpp)
 
     ArmKinematics kin_;
     std::mt19937_64 rng;

@@ -120,7 +120,8 @@ bool move_common(Ctx &c, MoveRequest &r);
     FAMILY(force_sensor)                \
     FAMILY(project)                     \
     FAMILY(program_store)               \
-    FAMILY(fence)
+    FAMILY(fence)                       \
+    FAMILY(waypoints)
 
 #define KY_SIM_DECLARE_FAMILY(family) std::span<const Command> family##_commands();
 KY_SIM_COMMAND_FAMILIES(KY_SIM_DECLARE_FAMILY)
