@@ -116,6 +116,18 @@ int main(int argc, char **argv) {
             ok = 0;
         }
     }
+    if (ok) {
+        /* The controller keeps the uploaded program: list the first page of its store. */
+        static ky_program_list list;
+        memset(&list, 0, sizeof list);
+        r = ky_get_program_trajectory_list(robot, 1, 10, NULL, &list);
+        printf("  ky_get_program_trajectory_list -> %d (%d stored)\n", r, list.total_size);
+        for (int i = 0; r == 0 && i < list.total_size && i < 10 && i < KY_PROGRAM_LIST_MAX; ++i) {
+            printf("    id %d  %d bytes  speed %d  %.32s\n", list.list[i].id, list.list[i].size, list.list[i].speed,
+                   list.list[i].trajectory_name);
+        }
+        ok = r == 0;
+    }
     ky_delete_robot_arm(robot);
     ky_destory();
     printf("%s\n", ok ? "done" : "FAILED");
