@@ -37,10 +37,6 @@ constexpr size_t kNameSourceChars = 298;
 // save waits here until the first has returned.
 std::mutex save_mutex;
 
-int simple(ky_robot_handle *robot, const char *tag, const char *command, const char *state_key) {
-    return ky::set_command(robot, tag, Req(command), state_key);
-}
-
 // Seconds to milliseconds, bounded to the int range of the waits.
 int seconds_to_ms(int seconds) {
     return static_cast<int>(std::min<int64_t>(static_cast<int64_t>(seconds) * 1000, INT_MAX));
@@ -105,7 +101,7 @@ KY_API int ky_start_drag_teach(ky_robot_handle *robot_handle, int trajectory_rec
 
 KY_API int ky_stop_drag_teach(ky_robot_handle *robot_handle) {
     ky::CallScope scope;
-    return simple(robot_handle, "ky_stop_drag_teach", "stop_drag_teach", "drag_teach");
+    return ky::set_command(robot_handle, "ky_stop_drag_teach", Req("stop_drag_teach"), "drag_teach");
 }
 
 KY_API int ky_start_multi_drag_teach(ky_robot_handle *robot_handle, int mode, int singular_wall) {
@@ -180,17 +176,17 @@ KY_API int ky_run_drag_trajectory(ky_robot_handle *robot_handle, int timeout_s) 
 
 KY_API int ky_pause_drag_trajectory(ky_robot_handle *robot_handle) {
     ky::CallScope scope;
-    return simple(robot_handle, "ky_pause_drag_trajectory", "pause_drag_trajectory", "pause_state");
+    return ky::set_command(robot_handle, "ky_pause_drag_trajectory", Req("pause_drag_trajectory"), "pause_state");
 }
 
 KY_API int ky_continue_drag_trajectory(ky_robot_handle *robot_handle) {
     ky::CallScope scope;
-    return simple(robot_handle, "ky_continue_drag_trajectory", "continue_drag_trajectory", "continue_state");
+    return ky::set_command(robot_handle, "ky_continue_drag_trajectory", Req("continue_drag_trajectory"), "continue_state");
 }
 
 KY_API int ky_stop_drag_trajectory(ky_robot_handle *robot_handle) {
     ky::CallScope scope;
-    return simple(robot_handle, "ky_stop_drag_trajectory", "stop_drag_trajectory", "stop_state");
+    return ky::set_command(robot_handle, "ky_stop_drag_trajectory", Req("stop_drag_trajectory"), "stop_state");
 }
 
 KY_API int parse_ky_save_trajectory(const char *tag, const char *text, int *total_num) {
