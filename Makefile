@@ -3,7 +3,9 @@
 # The project's own builds treat warnings as errors (KY_WERROR); a plain CMake build does not.
 JOBS      ?= 2
 CMAKE     ?= cmake
-GEN       := -G Ninja -DKY_WERROR=ON
+# The Debian interpreter, which has numpy and pytest from apt (another python3 may come first on PATH).
+PYTHON    ?= $(firstword $(wildcard /usr/bin/python3) python3)
+GEN       := -G Ninja -DKY_WERROR=ON -DPython3_EXECUTABLE=$(PYTHON)
 CTEST_ARGS ?= --output-on-failure -j $(JOBS) --timeout 240
 PREFIX    ?=
 FUZZ_SECONDS ?= 60

@@ -1,0 +1,8 @@
+// Python bindings of the io family.
+#include "bind.hpp"
+
+namespace kypy {
+
+void bind_io(py::module_ &, Robot &) {}
+
+}  // namespace kypy

@@ -1,0 +1,83 @@
+"""The Python surface against the in-process simulator: error codes, values, the GIL."""
+
+import threading
+import time
+
+import numpy as np
+import pytest
+
+import kyarm
+
+
+@pytest.fixture
+def sim():
+    s = kyarm.sim.Simulator(model="KY6A-B", speed_scale=4.0)
+    yield s
+    s.stop()
+
+
+@pytest.fixture
+def robot(sim):
+    with kyarm.Library(1), kyarm.Robot("127.0.0.1", sim.port) as r:
+        yield r
+
+
+def test_values_come_back_as_numpy_in_c_units(robot):
+    robot.movej([10, -20, 30, 0, 15, 5], v=50)
+    j = robot.get_joint_degree()
+    assert isinstance(j, np.ndarray) and j.dtype == np.float32 and j.shape == (6,)
+    np.testing.assert_allclose(j, [10, -20, 30, 0, 15, 5], atol=0.01)
+    assert robot.dof == 6 and robot.get_arm_dof() == 6
+
+
+@pytest.mark.parametrize("fault,cls,code", [
+    ("refuse_all", kyarm.RefusedError, 1),
+])
+def test_refused_move_raises_with_code_and_function(sim, robot, fault, cls, code):
+    sim.set_faults(**{fault: True})
+    with pytest.raises(cls) as e:
+        robot.movej([1, 2, 3, 4, 5, 6], v=20)
+    assert e.value.code == code and e.value.function == "ky_movej" and e.value.family == "motion"
+
+
+def test_silent_peer_times_out(sim, robot):
+    kyarm.set_timeout(200)
+    try:
+        sim.set_faults(drop_share=1.0)
+        with pytest.raises(kyarm.TimeoutError) as e:
+            robot.get_joint_degree()
+        assert e.value.code == -2 and isinstance(e.value, TimeoutError)
+    finally:
+        kyarm.set_timeout(500)
+
+
+def test_unknown_handle_after_close(robot):
+    robot.close()
+    with pytest.raises(kyarm.HandleError) as e:
+        robot.get_joint_degree()
+    assert e.value.code == -1
+
+
+def test_short_joint_vector_is_refused_before_sending(robot):
+    with pytest.raises(kyarm.HandleError) as e:
+        robot.movej([1, 2, 3], v=20)
+    assert e.value.family == "wrapper"
+
+
+def test_blocking_move_releases_the_gil(robot):
+    ticks = []
+    stop = threading.Event()
+
+    def counter():
+        while not stop.is_set():
+            ticks.append(1)
+            time.sleep(0.005)
+
+    t = threading.Thread(target=counter)
+    t.start()
+    start = len(ticks)
+    robot.movej([30, 30, 30, 30, 30, 30], v=30)  # takes a few hundred ms in the simulator
+    moved = len(ticks) - start
+    stop.set()
+    t.join()
+    assert moved >= 5
