@@ -9,6 +9,10 @@ GEN       := -G Ninja -DKY_WERROR=ON -DPython3_EXECUTABLE=$(PYTHON)
 CTEST_ARGS ?= --output-on-failure -j $(JOBS) --timeout 240
 PREFIX    ?=
 FUZZ_SECONDS ?= 60
+# The sanitizer and Release builds check the library, the simulator, the C++ interface and
+# the tools; the Python module (which would need the sanitizer runtime preloaded into the
+# interpreter) and the examples are built and run by `make test` only.
+SANITIZER_SCOPE := -DKY_BUILD_PYTHON=OFF -DKY_BUILD_EXAMPLES=OFF
 
 .PHONY: all deps build test release bench sanitize tsan fuzz demo install clean
 
@@ -34,7 +38,7 @@ demo: deps build/build.ninja
 
 # What users build: Release (-O3), with the test suites, which then run against it.
 release: deps
-	$(CMAKE) -S . -B build-release $(GEN) -DCMAKE_BUILD_TYPE=Release
+	$(CMAKE) -S . -B build-release $(GEN) -DCMAKE_BUILD_TYPE=Release -DKY_BUILD_PYTHON=OFF
 	$(CMAKE) --build build-release -j $(JOBS)
 	cd build-release && ctest $(CTEST_ARGS)
 
@@ -44,13 +48,13 @@ bench: deps
 	bash scripts/run-bench build-bench
 
 sanitize: deps
-	$(CMAKE) -S . -B build-asan $(GEN) -DCMAKE_BUILD_TYPE=Debug -DKY_SANITIZE=address
+	$(CMAKE) -S . -B build-asan $(GEN) -DCMAKE_BUILD_TYPE=Debug -DKY_SANITIZE=address $(SANITIZER_SCOPE)
 	$(CMAKE) --build build-asan -j $(JOBS)
 	cd build-asan && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest $(CTEST_ARGS)
 
 # ThreadSanitizer build; runs every suite (most of them drive several threads).
 tsan: deps
-	$(CMAKE) -S . -B build-tsan $(GEN) -DCMAKE_BUILD_TYPE=Debug -DKY_SANITIZE=thread
+	$(CMAKE) -S . -B build-tsan $(GEN) -DCMAKE_BUILD_TYPE=Debug -DKY_SANITIZE=thread $(SANITIZER_SCOPE)
 	$(CMAKE) --build build-tsan -j $(JOBS)
 	cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 setarch $$(uname -m) -R ctest $(CTEST_ARGS)
 

@@ -3,7 +3,8 @@
 # depend on the path it was installed to), then builds and runs a small C host program
 # against it four ways: CMake find_package with kyarm::kyarm and kyarm::kyarm_static,
 # pkg-config for the shared library and pkg-config --static for the archive. Also checks
-# that the shared target needs no cJSON and that headers and documents are installed.
+# that the shared target needs no cJSON and that headers and documents are installed, and
+# builds a C++ host with the header-only interface (kyarm::kyarm_cpp).
 #
 #   check-install.sh BUILD_DIR SOURCE_DIR WORK_DIR VERSION LIBDIR [CMAKE_GENERATOR]
 set -euo pipefail
@@ -22,7 +23,7 @@ mv "$work/staged" "$work/prefix"
 prefix=$work/prefix
 
 # ------------------------------------------------------------ installed files
-for f in include/ky_api.h "$libdir/libkyarm.a" "$libdir/pkgconfig/kyarm.pc" \
+for f in include/ky_api.h include/kyarm.hpp include/kyarm/cpp/core.hpp "$libdir/libkyarm.a" "$libdir/pkgconfig/kyarm.pc" \
          "$libdir/cmake/kyarm/kyarmConfig.cmake" "$libdir/cmake/kyarm/kyarmStaticTargets.cmake" \
          share/doc/kyarm/LICENSE share/doc/kyarm/README.md share/doc/kyarm/examples/demo.c; do
   [ -f "$prefix/$f" ] || fail "$f is not installed"
@@ -59,6 +60,7 @@ gen=()
 "$cmake" --build "$work/cmake-both" > "$work/cmake-both-build.log" 2>&1 || { cat "$work/cmake-both-build.log"; fail "build against kyarm::kyarm and kyarm::kyarm_static"; }
 run_consumer "$work/cmake-both/use_shared" shared
 run_consumer "$work/cmake-both/use_static" static
+run_consumer "$work/cmake-both/use_cpp" shared
 
 # ------------------------------------------------------------ CMake: shared only, no cJSON
 "$cmake" -S "$src/tests/install/consumer" -B "$work/cmake-shared" "${gen[@]}" -DCMAKE_PREFIX_PATH="$prefix" \
