@@ -90,6 +90,19 @@ KY_API int ky_get_data_common(ky_robot_handle *robot_handle, int *out_value, con
 KY_API int ky_set_data_common(ky_robot_handle *robot_handle, int value, const char *command,
                               const char *key);
 
+/** One exchange of any command, for hosts and tools: sends the JSON object `json_object`
+ *  (its members in order, printed compactly, followed by "\r\n" and a NUL) and waits up to
+ *  timeout_ms for the reply line whose "command" (or "state") value is `reply_key`; with a
+ *  null or empty reply_key, the object's own "command" member is the key (most commands are
+ *  answered under their own name). The line is copied into `reply` (at most reply_len - 1
+ *  bytes, NUL-terminated). Built on ky_pack_lock_set, with its rules for which lines count.
+ *  Returns the reply line's whole length (> 0; reply_len or more means the copy was cut,
+ *  as with snprintf); -1 unknown handle, send failure, `json_object` not a JSON
+ *  object with members, no reply key, or reply_len below 2 (nothing sent in those cases);
+ *  -2 no reply in time. */
+KY_API int ky_exchange_raw(ky_robot_handle *robot_handle, const char *json_object, const char *reply_key,
+                           char *reply, int reply_len, int timeout_ms);
+
 #ifdef __cplusplus
 }
 #endif
