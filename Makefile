@@ -22,9 +22,9 @@ deps:
 	@bash scripts/install-deps
 
 # Configured again when this file changes, so that a build directory made before picks up
-# the options set here.
+# the options set here. The tests run against what users build: Release (-O3).
 build/build.ninja: Makefile | deps
-	$(CMAKE) -S . -B build $(GEN) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	$(CMAKE) -S . -B build $(GEN) -DCMAKE_BUILD_TYPE=Release
 
 build: deps build/build.ninja
 	$(CMAKE) --build build -j $(JOBS)
@@ -36,11 +36,9 @@ demo: deps build/build.ninja
 	$(CMAKE) --build build -j $(JOBS) --target demo
 	./build/examples/demo
 
-# What users build: Release (-O3), with the test suites, which then run against it.
-release: deps
-	$(CMAKE) -S . -B build-release $(GEN) -DCMAKE_BUILD_TYPE=Release -DKY_BUILD_PYTHON=OFF
-	$(CMAKE) --build build-release -j $(JOBS)
-	cd build-release && ctest $(CTEST_ARGS)
+# What users build, Release (-O3), with the test suites run against it: the same build as
+# `make test`.
+release: test
 
 bench: deps
 	$(CMAKE) -S . -B build-bench $(GEN) -DCMAKE_BUILD_TYPE=Release -DKY_BUILD_BENCH=ON -DKY_BUILD_TESTS=OFF
@@ -68,4 +66,4 @@ install: build
 	$(CMAKE) --install build $(if $(PREFIX),--prefix $(PREFIX))
 
 clean:
-	rm -rf build build-release build-asan build-tsan build-bench build-fuzz
+	rm -rf build build-asan build-tsan build-bench build-fuzz
