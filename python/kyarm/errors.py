@@ -32,7 +32,7 @@ class TimeoutError(Error, builtins.TimeoutError):
 
 
 class ParseError(Error):
-    """Code -3: the reply could not be read."""
+    """Code -3: the reply could not be read (also a query's reply length, a code above 1)."""
 
 
 class FamilyError(Error):
@@ -42,6 +42,10 @@ class FamilyError(Error):
 _BY_CODE = {1: RefusedError, -1: HandleError, -2: TimeoutError, -3: ParseError}
 
 
-def _make(code: int, function: str, family: str, message: str) -> Error:
-    """The exception for a C result (used by the extension module)."""
-    return _BY_CODE.get(code, FamilyError)(code, function, family, message)
+def _make(code: int, function: str, family: str, message: str, condition: int = None) -> Error:
+    """The exception for a C result (used by the extension module). `condition` is the
+    family-independent meaning of the code (1, -1, -2, -3, or another value for a
+    family-specific code), which in some families differs from the code itself."""
+    key = code if condition is None else condition
+    cls = ParseError if key > 1 else _BY_CODE.get(key, FamilyError)
+    return cls(code, function, family, message)

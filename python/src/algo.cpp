@@ -79,17 +79,9 @@ void float_array_property(py::class_<C> &cls, const char *name, float (C::*membe
         [member, name](C &c, const farray &a) { fill(c.*member, a, name); }, doc);
 }
 
-/** A failed call: kinematics codes other than 1 and -1 have no common meaning (-2 is a
- *  refused quaternion, not a time-out), so they raise kyarm.FamilyError; the rest go through
- *  the module's translation of ky::Error. */
-[[noreturn]] void raise_error(const std::error_code &ec, const char *fn) {
-    if (ec.category() == ky::category<ky::family::algo>() && ec.value() != 1 && ec.value() != -1) {
-        py::object exc = py::module_::import("kyarm.errors").attr("FamilyError")(ec.value(), fn, "algo", ec.message());
-        PyErr_SetObject(reinterpret_cast<PyObject *>(Py_TYPE(exc.ptr())), exc.ptr());
-        throw py::error_already_set();
-    }
-    throw ky::Error(ec, fn);
-}
+/** A failed call raises through the module's translation of ky::Error, which maps the
+ *  kinematics' -2 (a refused quaternion) to kyarm.FamilyError by its condition. */
+[[noreturn]] void raise_error(const std::error_code &ec, const char *fn) { throw ky::Error(ec, fn); }
 
 void check(const ky::result<void> &r) {
     if (!r) raise_error(r.error(), r.function());

@@ -8,15 +8,18 @@ namespace kypy {
 
 namespace {
 
-// ky::Error -> the kyarm.errors class of its code, carrying code, function and family.
+// ky::Error -> the kyarm.errors class of its family-independent condition (refused, failed,
+// timeout, parse, family-specific), carrying code, function and family.
 void translate(std::exception_ptr p) {
     try {
         if (p) std::rethrow_exception(p);
     } catch (const ky::Error &e) {
         const char *cat = e.code().category().name();
         const char *family = std::strncmp(cat, "kyarm.", 6) == 0 ? cat + 6 : cat;
+        const std::error_condition cond = e.code().default_error_condition();
+        const int condition = cond.category() == ky::errc_category() ? cond.value() : e.result();
         py::object make = py::module_::import("kyarm.errors").attr("_make");
-        py::object exc = make(e.result(), e.function(), family, e.code().message());
+        py::object exc = make(e.result(), e.function(), family, e.code().message(), condition);
         PyErr_SetObject(reinterpret_cast<PyObject *>(Py_TYPE(exc.ptr())), exc.ptr());
     }
 }

@@ -49,7 +49,18 @@ void bind_records(py::module_ &m) {
     py::implicitly_convertible<py::array, ky_pose>();
 
     py::class_<ky_frame> frame(m, "Frame", "Tool or work frame: name, pose, payload (kg), centre of mass (m).");
-    frame.def(py::init<>()).def_readwrite("pose", &ky_frame::pose).def_readwrite("payload", &ky_frame::payload)
+    frame.def(py::init([](const std::string &name, const ky_pose &pose, float payload, float x, float y, float z) {
+                  ky_frame f{};
+                  if (!ky::copy_text(f.frame_name, name)) throw py::value_error("name: at most 11 characters");
+                  f.pose = pose;
+                  f.payload = payload;
+                  f.x = x;
+                  f.y = y;
+                  f.z = z;
+                  return f;
+              }),
+              "name"_a = "", "pose"_a = ky_pose{}, "payload"_a = 0.f, "x"_a = 0.f, "y"_a = 0.f, "z"_a = 0.f)
+        .def_readwrite("pose", &ky_frame::pose).def_readwrite("payload", &ky_frame::payload)
         .def_readwrite("x", &ky_frame::x).def_readwrite("y", &ky_frame::y).def_readwrite("z", &ky_frame::z);
     text_property(frame, "name", &ky_frame::frame_name);
 

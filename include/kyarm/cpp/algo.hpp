@@ -38,17 +38,13 @@ struct family_codes<family::algo> {
         {1, "no acceptable inverse kinematics solution: unreachable, the nearest solution is outside a joint "
             "limit, or no solver for the model"},
         {-1, "current joints outside the joint limits, an unsupported robot or sensor type, or a value out of range"},
-        {-2, "flag 0 and the target quaternion's squared norm is not exactly 1.0 in single precision"},
+        // A refused quaternion, not a time-out.
+        {-2, "flag 0 and the target quaternion's squared norm is not exactly 1.0 in single precision",
+         static_cast<int>(errc::family_specific)},
     };
     static constexpr std::span<const code_text> rows() { return table; }
 };
 
-// In the kinematics -2 is a refused quaternion, not a time-out: it is family-specific here.
-template <>
-inline std::error_condition detail::family_category_impl<family::algo>::default_error_condition(int c) const noexcept {
-    if (c == 1 || c == -1 || c == -3) return make_error_condition(static_cast<errc>(c));
-    return make_error_condition(errc::family_specific);
-}
 
 }  // namespace ky
 

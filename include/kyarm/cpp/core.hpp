@@ -65,14 +65,18 @@ enum class errc : int {
     refused = 1,               // the controller answered but refused (state false)
     failed = -1,               // unknown handle, send failure, refused argument, dof not 6 or 7
     timeout = -2,              // no reply within the time-out
-    parse = -3,                // the reply could not be read
-    family_specific = -100,    // -4, -5, -6 or a positive code: see the family's message
+    parse = -3,                // the reply could not be read (also the queries that return the
+                               // reply's length, a code above 1, when a member is missing)
+    family_specific = -100,    // -4, -5, -6 and the like: see the family's message
 };
 
-/** One code's meaning in one family. */
+/** One code's meaning in one family. `condition` overrides the family-independent condition
+ *  the code maps to (by default 1, -1, -2, -3 map to refused, failed, timeout, parse and every
+ *  other code to family_specific), for families that use a shared code differently. */
 struct code_text {
     int code;
     const char *text;
+    int condition = 0;  // 0: the default mapping; else a ky::errc value
 };
 
 /** Each family header specialises this with its own codes (-4, -5, -6, positive codes). */
@@ -90,7 +94,7 @@ inline const char *common_code_text(int code) {
     case -1: return "unknown robot handle, send failure or refused argument";
     case -2: return "no reply within the time-out";
     case -3: return "unreadable reply";
-    default: return nullptr;
+    default: return code > 1 ? "unreadable reply (the code is the reply's length)" : nullptr;
     }
 }
 
@@ -143,7 +147,10 @@ inline const std::error_category &category() noexcept {
 
 template <family F>
 std::error_condition detail::family_category_impl<F>::default_error_condition(int c) const noexcept {
+    for (const code_text &row : family_codes<F>::rows())
+        if (row.code == c && row.condition != 0) return make_error_condition(static_cast<errc>(row.condition));
     if (c >= -3 && c <= 1 && c != 0) return make_error_condition(static_cast<errc>(c));
+    if (c > 1) return make_error_condition(errc::parse);  // queries that return the reply's length
     return make_error_condition(errc::family_specific);
 }
 
