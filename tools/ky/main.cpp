@@ -75,7 +75,7 @@ int main(int argc, char **argv) {
     move_pose_cmd->add_option("-v,--speed", speed, "speed, percent")->check(CLI::Range(1, 100))->capture_default_str();
     add_target(move_pose_cmd, target);
 
-    auto *watch = app.add_subcommand("watch", "live full-screen view of the realtime pushes; q or Ctrl-C ends it");
+    auto *watch = app.add_subcommand("watch", "live full-screen view of the realtime pushes; q or Ctrl-C ends it (not on a terminal, or with --json: one JSON line per refresh)");
     int refresh_ms = 100;
     watch->add_option("--refresh", refresh_ms, "refresh period, ms")->check(CLI::Range(20, 5000))->capture_default_str();
     add_target(watch, target);

@@ -144,7 +144,9 @@ int run_watch(const Target &t, int refresh_ms) {
     sigaction(SIGTERM, &sa, nullptr);
     sigaction(SIGHUP, &sa, nullptr);
 
-    const bool tty = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && !t.json;
+    // Output that is not a terminal gets one JSON line per refresh instead of the screen.
+    const bool json = t.json || !isatty(STDOUT_FILENO);
+    const bool tty = isatty(STDIN_FILENO) && !json;
     {
         Screen screen(tty);
         while (!stop_requested) {
@@ -154,7 +156,7 @@ int run_watch(const Target &t, int refresh_ms) {
                 const auto now = std::chrono::steady_clock::now();
                 while (!recent.empty() && now - recent.front() > std::chrono::seconds(1)) recent.pop_front();
                 const double rate = static_cast<double>(recent.size());
-                if (t.json) {
+                if (json) {
                     if (have) {
                         Json j = object();
                         cJSON_AddNumberToObject(j.get(), "rate", rate);
