@@ -1,0 +1,68 @@
+"""The exchange methods: generic get/set, raw exchanges, the family's errors, the GIL."""
+
+import json
+import threading
+import time
+
+import pytest
+
+import kyarm
+
+
+@pytest.fixture
+def sim():
+    s = kyarm.sim.Simulator(model="KY6A-B", speed_scale=4.0)
+    yield s
+    s.stop()
+
+
+@pytest.fixture
+def robot(sim):
+    with kyarm.Library(1), kyarm.Robot("127.0.0.1", sim.port) as r:
+        yield r
+
+
+def test_set_get_and_raw_round_trip(robot):
+    robot.set_data_common(value=41, command="set_drag_teach_sensitivity", key="grade")
+    assert robot.get_data_common(command="get_drag_teach_sensitivity", reply_key="grade") == 41
+    reply = json.loads(robot.raw('{"command":"set_drag_teach_sensitivity","grade":9}'))
+    assert reply["command"] == "set_drag_teach_sensitivity" and reply["set_state"] is True
+    assert robot.get_data_common("get_drag_teach_sensitivity", "grade") == 9
+    line = robot.raw('{"command":"get_joint_degree"}', reply_key="joint_degree", timeout=1.0)
+    assert isinstance(line, str) and len(json.loads(line)["joint"]) == 6
+
+
+@pytest.mark.parametrize("text,key,cls,code,family", [
+    ("[1, 2]", "", kyarm.Error, -1, "wrapper"),
+    ('{"grade": 3}', "", kyarm.Error, -1, "wrapper"),
+    ('{"command":"get_joint_degree"}', "", kyarm.TimeoutError, -2, "exchange"),
+])
+def test_raw_errors(robot, text, key, cls, code, family):
+    with pytest.raises(cls) as e:
+        robot.raw(text, reply_key=key, timeout=0.1)
+    assert e.value.code == code and e.value.function == "ky_pack_lock_set" and e.value.family == family
+
+
+def test_refused_set_names_set_state(sim, robot):
+    sim.set_faults(refuse_all=True)
+    with pytest.raises(kyarm.RefusedError) as e:
+        robot.set_data_common(50, "set_drag_teach_sensitivity", "grade")
+    assert e.value.family == "exchange" and "set_state" in str(e.value)
+
+
+def test_raw_wait_releases_the_gil(robot):
+    ticks = []
+    stop = threading.Event()
+
+    def count():
+        while not stop.is_set():
+            ticks.append(1)
+            time.sleep(0.005)
+
+    t = threading.Thread(target=count)
+    t.start()
+    with pytest.raises(kyarm.TimeoutError):
+        robot.raw('{"command":"get_joint_degree"}', timeout=0.3)
+    stop.set()
+    t.join()
+    assert len(ticks) >= 20
