@@ -33,14 +33,14 @@ def test_set_get_and_raw_round_trip(robot):
 
 
 @pytest.mark.parametrize("text,key,cls,code,family", [
-    ("[1, 2]", "", kyarm.Error, -1, "wrapper"),
-    ('{"grade": 3}', "", kyarm.Error, -1, "wrapper"),
+    ("[1, 2]", "", kyarm.HandleError, -1, "exchange"),
+    ('{"grade": 3}', "", kyarm.HandleError, -1, "exchange"),
     ('{"command":"get_joint_degree"}', "", kyarm.TimeoutError, -2, "exchange"),
 ])
 def test_raw_errors(robot, text, key, cls, code, family):
     with pytest.raises(cls) as e:
         robot.raw(text, reply_key=key, timeout=0.1)
-    assert e.value.code == code and e.value.function == "ky_pack_lock_set" and e.value.family == family
+    assert e.value.code == code and e.value.function == "ky_exchange_raw" and e.value.family == family
 
 
 def test_refused_set_names_set_state(sim, robot):

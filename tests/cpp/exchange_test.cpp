@@ -82,8 +82,8 @@ TEST_F(CppExchange, BadRequestsAreRefusedBeforeSending) {
         SCOPED_TRACE(text);
         auto r = robot.nothrow().raw(text);
         EXPECT_EQ(r.code(), -1);
-        EXPECT_EQ(r.error().category(), ky::category<ky::family::wrapper>());
-        EXPECT_STREQ(r.function(), "ky_pack_lock_set");
+        EXPECT_EQ(r.error().category(), ky::category<ky::family::exchange>());
+        EXPECT_STREQ(r.function(), "ky_exchange_raw");
     }
     EXPECT_EQ(sim.commands_received(), before);
     // The same checks let a good request through, and the explicit key overrides the name.

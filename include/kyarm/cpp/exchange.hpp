@@ -7,13 +7,11 @@
 // parse_ky_set_command are reply parsers for C hosts; raw() returns the reply line itself.
 #pragma once
 
-#include <cjson/cJSON.h>
-
 #include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <algorithm>
 
 #include "core.hpp"
 
@@ -23,7 +21,7 @@ template <>
 struct family_codes<family::exchange> {
     static constexpr code_text table[] = {
         {1, "refused by the controller (\"set_state\" false)"},
-        {-1, "unknown robot handle or send failure"},
+        {-1, "unknown robot handle, send failure, or a raw request that is not a JSON object with a reply key"},
     };
     static constexpr std::span<const code_text> rows() { return table; }
 };
@@ -54,53 +52,22 @@ public:
      *  whose "command" (or "state") value is the reply key: `reply_key` when it is not empty,
      *  else the text of the object's own "command" member (most commands are answered under
      *  their own name; set commands that answer under another name need `reply_key`).
-     *  Waits up to `timeout` (default: the library's m_nOutTime). Built on ky_pack_lock_set;
-     *  errors name it: -2 no reply in time, -1 unknown handle or send failure. Refused before
-     *  sending (wrapper -1): text that is not a JSON object, an empty object, or no reply key
-     *  (no `reply_key` and no string "command" member). */
+     *  Waits up to `timeout` (default: the library's m_nOutTime). ky_exchange_raw: -2 no
+     *  reply in time; -1 unknown handle, send failure, or refused before sending (text that
+     *  is not a JSON object, an empty object, or no reply key: no `reply_key` and no string
+     *  "command" member). Replies longer than 256 KiB are cut. */
     auto raw(std::string_view json_object, std::string_view reply_key = {},
              std::optional<std::chrono::milliseconds> timeout = std::nullopt) const {
-        constexpr const char *fn = "ky_pack_lock_set";
-        cJSON *root = cJSON_ParseWithLength(json_object.data(), json_object.size());
-        if (root == nullptr || !cJSON_IsObject(root) || root->child == nullptr) {
-            cJSON_Delete(root);
-            return refuse(fn, std::string());
-        }
-        std::string key(reply_key);
-        if (key.empty()) {
-            const cJSON *command = cJSON_GetObjectItemCaseSensitive(root, "command");
-            if (cJSON_IsString(command) && command->valuestring[0] != '\0') key = command->valuestring;
-        }
-        if (key.empty()) {
-            cJSON_Delete(root);
-            return refuse(fn, std::string());
-        }
-        // One type-4 item per member: ky_pack_lock_set takes ownership of each detached
-        // member; the names are copied out first, since the call frees the member's own.
-        std::vector<std::string> names;
-        std::vector<cJSON *> members;
-        while (cJSON *member = root->child) {
-            cJSON_DetachItemViaPointer(root, member);
-            names.emplace_back(member->string ? member->string : "");
-            members.push_back(member);
-        }
-        cJSON_Delete(root);
-        std::vector<json_pack_item> items(members.size());
-        for (std::size_t i = 0; i < members.size(); ++i) {
-            items[i].type = 4;
-            items[i].key = names[i].c_str();
-            items[i].count = 0;
-            items[i].value.item = members[i];
-        }
+        constexpr const char *fn = "ky_exchange_raw";
+        const std::string json(json_object), key(reply_key);
         const int wait = static_cast<int>(timeout ? timeout->count() : m_nOutTime);
         std::string reply(reply_capacity, '\0');
-        int r = ky_pack_lock_set("raw", h(), items.data(), static_cast<int>(items.size()), key.c_str(),
-                                 reply.data(), static_cast<int>(reply.size()), wait);
+        int r = ky_exchange_raw(h(), json.c_str(), key.c_str(), reply.data(), static_cast<int>(reply.size()), wait);
         if (r > 0) {
-            reply.resize(static_cast<std::size_t>(r));
+            reply.resize(std::min(static_cast<std::size_t>(r), reply.size() - 1));
             return done(fn, 0, std::move(reply));
         }
-        return done(fn, r == 0 ? -2 : r, std::string());
+        return done(fn, r, std::string());
     }
 
 private:

@@ -92,7 +92,7 @@ def test_move_joint_then_state_and_raw(sim):
 @pytest.mark.parametrize("args,status,text", [
     (["info", "--port", "{closed}"], 3, "ky_create_robot_arm"),
     (["move", "joint", 1, 2, 3, "--port", "{sim}"], 2, "6 joints"),
-    (["raw", "[1,2]", "--port", "{sim}"], 5, "ky_pack_lock_set"),
+    (["raw", "[1,2]", "--port", "{sim}"], 5, "ky_exchange_raw"),
     (["raw", '{"command":"get_joint_degree"}', "--reply", "nothing", "--timeout", 100, "--port", "{sim}"], 6,
      "no reply"),
     (["ik", 5, 5, 5, 0, 0, 0], 9, "no acceptable solution"),
