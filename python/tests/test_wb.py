@@ -59,8 +59,11 @@ def test_values_and_records(robot):
     assert robot.get_system_runtime().total_seconds >= 0
     lift = robot.get_lift_state()
     assert len(lift) == 4 and lift[kyarm.LIFT_MODE] == 0
+    robot.set_gripper_position(position=400, block=True, timeout=5)  # timeout in whole seconds
     g = robot.get_gripper_state()
-    assert g.enable == 1
+    assert g.enable == 1 and g.actpos == 400
+    robot.set_hand_angle(np.arange(10, 70, 10))
+    robot.set_hand_follow_angle(angle=(1, 2, 3, 4, 5, 6))
 
 
 def test_short_and_long_inputs_are_refused_before_sending(robot):

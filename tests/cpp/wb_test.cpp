@@ -150,6 +150,19 @@ TEST_F(CppFamilies, SetThenGetRoundTrips) {
              EXPECT_EQ(g.mode, 4);
              EXPECT_EQ(g.enable, 1);
          }},
+        {"gripper pick on an object",
+         [&] {
+             sim.set_gripper_object(300);
+             robot.set_gripper_pick(600, 150, true, 5s);
+         },
+         [&] {
+             const ky_gripper_state g = robot.get_gripper_state();
+             EXPECT_EQ(g.status, 2);  // holding
+             EXPECT_EQ(g.current_force, 150);
+             EXPECT_EQ(g.actpos, 300);
+             robot.set_gripper_release(600, true, 5s);
+             EXPECT_EQ(robot.get_gripper_state().mode, 1);
+         }},
         {"hand settings", [&] {
              robot.set_hand_speed(300);
              robot.set_hand_force(200);
