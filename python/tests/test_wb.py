@@ -22,30 +22,30 @@ def robot(sim):
         yield r
 
 
-# (setter, keyword arguments, getter, how to read the value back, expected value)
+def _io_channel(r):
+    r.set_DO_state(io_num=4, state=1)
+    s = r.get_IO_state(io_num=4)
+    return s.mode, s.state, r.get_IO_output()
+
+
+# (setter, keyword arguments, read back, expected value)
 ROUND_TRIPS = [
-    ("set_voltage", {"voltage_type": 2}, "get_voltage", lambda v: v, 2),
-    ("set_tool_voltage", {"voltage_type": 3}, "get_tool_voltage", lambda v: v, 3),
-    ("set_IO_mode", {"io_num": 4, "io_mode": 1}, "get_IO_state", None, None),
-    ("set_tool_IO_mode", {"io_num": 1, "io_mode": 1}, "get_tool_IO_state", lambda s: list(s.mode), [1, 0]),
-    ("set_NetIP", {"ip": "10.20.30.40"}, "get_wired_net", lambda n: n.ip, "10.20.30.40"),
-    ("set_wifi_ap", {"wifi_name": "arm-ap", "password": "12345678"}, "get_wifi_net",
-     lambda w: (w.mode, w.ssid, w.password), ("ap", "arm-ap", "12345678")),
-    ("set_RS485", {"baudrate": 19200}, "get_controller_RS485_mode", lambda m: m.baudrate, 19200),
-    ("set_arm_power", {"arm_power": 0}, "get_arm_power_state", lambda v: v, 0),
+    ("set_voltage", {"voltage_type": 2}, lambda r: r.get_voltage(), 2),
+    ("set_tool_voltage", {"voltage_type": 3}, lambda r: r.get_tool_voltage(), 3),
+    ("set_IO_mode", {"io_num": 4, "io_mode": 1}, _io_channel, (1, 1, [0, 0, 0, 1])),
+    ("set_tool_IO_mode", {"io_num": 1, "io_mode": 1}, lambda r: r.get_tool_IO_state().mode, [1, 0]),
+    ("set_NetIP", {"ip": "10.20.30.40"}, lambda r: r.get_wired_net().ip, "10.20.30.40"),
+    ("set_wifi_ap", {"wifi_name": "arm-ap", "password": "12345678"},
+     lambda r: (lambda w: (w.mode, w.ssid, w.password))(r.get_wifi_net()), ("ap", "arm-ap", "12345678")),
+    ("set_RS485", {"baudrate": 19200}, lambda r: r.get_controller_RS485_mode().baudrate, 19200),
+    ("set_arm_power", {"arm_power": 0}, lambda r: r.get_arm_power_state(), 0),
 ]
 
 
-@pytest.mark.parametrize("setter,kwargs,getter,read,expected", ROUND_TRIPS, ids=[r[0] for r in ROUND_TRIPS])
-def test_set_then_get_by_keyword(robot, setter, kwargs, getter, read, expected):
+@pytest.mark.parametrize("setter,kwargs,read,expected", ROUND_TRIPS, ids=[r[0] for r in ROUND_TRIPS])
+def test_set_then_get_by_keyword(robot, setter, kwargs, read, expected):
     assert getattr(robot, setter)(**kwargs) is None
-    if getter == "get_IO_state":
-        s = robot.get_IO_state(io_num=4)
-        assert s.mode == 1
-        robot.set_DO_state(io_num=4, state=1)
-        assert robot.get_IO_state(4).state == 1 and robot.get_IO_output() == [0, 0, 0, 1]
-        return
-    assert read(getattr(robot, getter)()) == expected
+    assert read(robot) == expected
 
 
 def test_values_and_records(robot):

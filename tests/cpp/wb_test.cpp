@@ -95,7 +95,9 @@ TEST_F(CppFamilies, SetThenGetRoundTrips) {
              EXPECT_EQ(ky::text(w.password), "correct horse");
              const ky::rs485_mode m = robot.get_controller_RS485_mode();
              EXPECT_EQ(m.baudrate, 57600);
-             EXPECT_EQ(m.modbus_timeout, m.mode == 1 ? m.modbus_timeout : 0);
+             if (m.mode != 1) {
+                 EXPECT_EQ(m.modbus_timeout, 0);  // reported only in Modbus RTU mode
+             }
              EXPECT_NE(robot.get_tool_RS485_mode().baudrate, 0);
          }},
         {"wifi off", [&] { robot.set_wifi_close(); }, [&] { EXPECT_EQ(ky::text(robot.get_wifi_net().mode), "off"); }},
@@ -119,7 +121,6 @@ TEST_F(CppFamilies, SetThenGetRoundTrips) {
          [&] {
              const ky::system_runtime t = robot.get_system_runtime();
              EXPECT_LE(t.total_seconds(), 2);
-             EXPECT_GE(t.total_seconds(), 0);
              const ky::controller_state c = robot.get_controller_state();
              EXPECT_NEAR(c.temperature, 38.0, 0.5);  // sent in thousandths
              EXPECT_GT(c.voltage, 1.0f);
