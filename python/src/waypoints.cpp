@@ -13,10 +13,9 @@ void set_joint(ky_waypoint &w, std::span<const float> joint) {
     std::copy(joint.begin(), joint.end(), w.joint);
 }
 
-void set_text(char *field, std::size_t size, const char *name, const std::string &s) {
-    if (s.size() >= size) throw py::value_error(std::string(name) + ": text too long");
-    std::copy(s.begin(), s.end(), field);
-    field[s.size()] = '\0';
+template <std::size_t N>
+void set_text(char (&field)[N], const char *name, const std::string &s) {
+    if (!ky::copy_text(field, s)) throw py::value_error(std::string(name) + ": text too long");
 }
 
 }  // namespace
@@ -29,11 +28,11 @@ void bind_waypoints(py::module_ &m, Robot &robot) {
         .def(py::init([](const std::string &point_name, std::span<const float> joint, const ky_pose &pose,
                          const std::string &work_frame, const std::string &tool_frame) {
                  ky_waypoint w{};
-                 set_text(w.point_name, sizeof w.point_name, "point_name", point_name);
+                 set_text(w.point_name, "point_name", point_name);
                  set_joint(w, joint);
                  w.pose = pose;
-                 set_text(w.work_frame, sizeof w.work_frame, "work_frame", work_frame);
-                 set_text(w.tool_frame, sizeof w.tool_frame, "tool_frame", tool_frame);
+                 set_text(w.work_frame, "work_frame", work_frame);
+                 set_text(w.tool_frame, "tool_frame", tool_frame);
                  return w;
              }),
              "point_name"_a = "", "joint"_a = std::vector<float>{}, "pose"_a = ky_pose{}, "work_frame"_a = "",

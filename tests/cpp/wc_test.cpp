@@ -253,7 +253,9 @@ TEST(CppSaveTrajectoryReply, ParsedWithoutARobot) {
         SCOPED_TRACE(r.line);
         auto got = ky::NothrowRef::parse_save_trajectory("wc", r.line);
         EXPECT_EQ(got.code(), r.code);
-        if (r.code == 0) EXPECT_EQ(*got, r.total);
+        if (r.code == 0) {
+            EXPECT_EQ(*got, r.total);
+        }
     }
 }
 
