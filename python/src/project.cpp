@@ -61,7 +61,7 @@ void bind_project(py::module_ &m, Robot &robot) {
             [](const R &r, const ky_project_upload &project) {
                 int err_line = -1;
                 try {
-                    py::gil_scoped_release nogil;
+                    py::gil_scoped_release release;
                     return r.send_project(project, &err_line);
                 } catch (const ky::Error &e) {
                     raise_with_err_line(e, err_line);
@@ -75,7 +75,7 @@ void bind_project(py::module_ &m, Robot &robot) {
             [](const R &r, std::string_view text) {
                 int err_line = -1;
                 try {
-                    py::gil_scoped_release nogil;
+                    py::gil_scoped_release release;
                     r.send_project_lock(text, &err_line);
                 } catch (const ky::Error &e) {
                     raise_with_err_line(e, err_line);

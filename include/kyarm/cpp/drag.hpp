@@ -2,6 +2,7 @@
 // Include <kyarm.hpp> rather than this file.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <string_view>
