@@ -32,7 +32,7 @@ TEST(CppErrors, CodesMapToConditionsAndFamilyMessages) {
         {ky::make_error_code<ky::family::motion>(-4), ky::errc::family_specific, "another device"},
         {ky::make_error_code<ky::family::motion>(-6), ky::errc::family_specific, "trajectory_connect"},
         {ky::make_error_code<ky::family::lifecycle>(-2), ky::errc::timeout, "could not be reached"},
-        {ky::make_error_code<ky::family::wrapper>(-1), ky::errc::failed, "shorter than the arm's dof"},
+        {ky::make_error_code<ky::family::wrapper>(-1), ky::errc::failed, "shorter than the call needs"},
     };
     for (const Row &r : rows) {
         SCOPED_TRACE(r.ec.category().name() + std::string(" ") + std::to_string(r.ec.value()));

@@ -368,7 +368,7 @@ protected:
 template <>
 struct family_codes<family::wrapper> {
     static constexpr code_text table[] = {
-        {-1, "argument refused before sending: a joint vector shorter than the arm's dof, or a text too long"},
+        {-1, "argument refused before sending: a vector shorter than the call needs, a text too long for its field, or an unreadable file"},
     };
     static constexpr std::span<const code_text> rows() { return table; }
 };
