@@ -27,7 +27,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class WaRobot : public ::testing::Test {
+class CppArmSetup : public ::testing::Test {
 protected:
     static ky::sim::Options options() {
         ky::sim::Options o;
@@ -61,7 +61,7 @@ protected:
     }
 };
 
-TEST_F(WaRobot, SetThenGetRoundTripsKeepUnitsAndSlots) {
+TEST_F(CppArmSetup, SetThenGetRoundTripsKeepUnitsAndSlots) {
     ky::Robot &r = *robot;
     struct Row {
         const char *what;
@@ -109,7 +109,7 @@ TEST_F(WaRobot, SetThenGetRoundTripsKeepUnitsAndSlots) {
     EXPECT_EQ(r.get_joint_en_state()[2], 1);
 }
 
-TEST_F(WaRobot, FramesRoundTripAndUnknownNamesFailWithTheFamilysMeaning) {
+TEST_F(CppArmSetup, FramesRoundTripAndUnknownNamesFailWithTheFamilysMeaning) {
     ky::Robot &r = *robot;
     const ky_pose at = ky::make_pose(0.1f, -0.2f, 0.05f, 0.0f, 0.0f, 0.5f);
     r.set_manual_work_frame("wa_w", at);
@@ -165,7 +165,7 @@ TEST_F(WaRobot, FramesRoundTripAndUnknownNamesFailWithTheFamilysMeaning) {
     EXPECT_STREQ(missing.function(), "ky_get_given_tool_frame");
 }
 
-TEST_F(WaRobot, ShortOrOversizedInputsAreRefusedBeforeSending) {
+TEST_F(CppArmSetup, ShortOrOversizedInputsAreRefusedBeforeSending) {
     ky::NothrowRef r = robot->nothrow();
     const float three[] = {1, 2, 3};
     const std::string name13(13, 'n');
@@ -197,7 +197,7 @@ TEST_F(WaRobot, ShortOrOversizedInputsAreRefusedBeforeSending) {
     EXPECT_GT(sim.commands_received(), before);
 }
 
-TEST_F(WaRobot, StreamedSetPointsMoveTheArmWithoutReplies) {
+TEST_F(CppArmSetup, StreamedSetPointsMoveTheArmWithoutReplies) {
     ky::Robot &r = *robot;
     r.movej_canfd(ky::Joints{1, 2, 3, 4, 5, 6}, false);
     EXPECT_TRUE(arm_reaches({1, 2, 3, 4, 5, 6}));
@@ -222,7 +222,7 @@ TEST_F(WaRobot, StreamedSetPointsMoveTheArmWithoutReplies) {
     EXPECT_STREQ(bad.error().category().name(), "kyarm.force_position");
 }
 
-TEST_F(WaRobot, StepsBlockUntilDoneAndTheTrajectoryQueryReportsItsShape) {
+TEST_F(CppArmSetup, StepsBlockUntilDoneAndTheTrajectoryQueryReportsItsShape) {
     ky::Robot &r = *robot;
     r.set_joint_step_block(1, 5.0f, 50);  // returns once the step is over
     EXPECT_NEAR(sim.joints()[0], 5.0, 0.01);

@@ -24,7 +24,7 @@ ky::sim::Options sim_options(const char *model) {
     return o;
 }
 
-class CppFamilies : public ::testing::Test {
+class CppDevices : public ::testing::Test {
 protected:
     ky::sim::Simulator sim{sim_options("KY6A-B")};
     void SetUp() override { ASSERT_TRUE(sim.start()) << sim.error(); }
@@ -32,7 +32,7 @@ protected:
 
 // Each row sets through one member and reads back through another; distinct values per row
 // catch swapped arguments and outputs read from the wrong slot.
-TEST_F(CppFamilies, SetThenGetRoundTrips) {
+TEST_F(CppDevices, SetThenGetRoundTrips) {
     ky::Library lib(1);
     ky::Robot robot("127.0.0.1", sim.port());
     struct Row {
@@ -184,7 +184,7 @@ TEST_F(CppFamilies, SetThenGetRoundTrips) {
 }
 
 // Joint vectors shorter than the dof and over-long texts never reach the controller.
-TEST_F(CppFamilies, ShortInputsAreRefusedBeforeSending) {
+TEST_F(CppDevices, ShortInputsAreRefusedBeforeSending) {
     ky::Library lib(1);
     ky::Robot robot("127.0.0.1", sim.port());
     const float three[] = {1, 2, 3};
@@ -212,7 +212,7 @@ TEST_F(CppFamilies, ShortInputsAreRefusedBeforeSending) {
 
 // The tool's completion codes differ per action; each must reach the caller in the tool
 // family with its own meaning.
-TEST_F(CppFamilies, DeviceCompletionCodesCarryTheirFamily) {
+TEST_F(CppDevices, DeviceCompletionCodesCarryTheirFamily) {
     ky::Library lib(1);
     ky::Library::set_long_timeout(500ms);
     ky::Robot robot("127.0.0.1", sim.port());
@@ -253,7 +253,7 @@ TEST_F(CppFamilies, DeviceCompletionCodesCarryTheirFamily) {
 
 // ky_get_Fz asks only an arm whose force-sensor type is 2: any other fails with -2 in the
 // force-sensor family, without sending.
-TEST_F(CppFamilies, OneAxisQueryOnAnArmWithoutTheSensorType) {
+TEST_F(CppDevices, OneAxisQueryOnAnArmWithoutTheSensorType) {
     ky::Library lib(1);
     ky::Robot robot("127.0.0.1", sim.port());
     ASSERT_EQ(robot.force_type(), 0);

@@ -53,7 +53,7 @@ ky_project_upload upload_of(const std::string &path, int save_id) {
     return up;
 }
 
-class CppFamilies : public ::testing::Test {
+class CppStores : public ::testing::Test {
 protected:
     ky::sim::Simulator sim{quiet_sim()};
     ky::Library lib{1};
@@ -64,7 +64,7 @@ protected:
     }
 };
 
-TEST_F(CppFamilies, SetThenGetRoundTrips) {
+TEST_F(CppStores, SetThenGetRoundTrips) {
     ky_fence_config plane{};
     plane.form = KY_FENCE_PLANE;
     plane.x1 = 0.1f, plane.y1 = 0.2f, plane.z1 = 0.3f, plane.x2 = -0.4f, plane.y2 = 0.5f, plane.z2 = 0.6f;
@@ -194,7 +194,7 @@ TEST_F(CppFamilies, SetThenGetRoundTrips) {
     }
 }
 
-TEST_F(CppFamilies, FamilyCodesReachTheCallerWithTheirMeaning) {
+TEST_F(CppStores, FamilyCodesReachTheCallerWithTheirMeaning) {
     ky_fence_config odd{};
     odd.form = 9;
     ky_project_upload missing = upload_of(temp_path("wc_no_such_project.txt"), 3);
@@ -259,7 +259,7 @@ TEST(CppSaveTrajectoryReply, ParsedWithoutARobot) {
     }
 }
 
-TEST_F(CppFamilies, ShortOrUnreadableArgumentsAreRefusedBeforeSending) {
+TEST_F(CppStores, ShortOrUnreadableArgumentsAreRefusedBeforeSending) {
     const std::string plain = temp_path("wc_plain.txt");
     std::ofstream(plain) << "a\nb\nc\n";
     ky_project_upload headed = upload_of(temp_path("wc_missing_dir/none.txt"), 1);
@@ -291,7 +291,7 @@ TEST_F(CppFamilies, ShortOrUnreadableArgumentsAreRefusedBeforeSending) {
     std::remove(plain.c_str());
 }
 
-TEST_F(CppFamilies, ModbusRegistersAndCoilsSurviveThePacking) {
+TEST_F(CppStores, ModbusRegistersAndCoilsSurviveThePacking) {
     auto slave = kytest::ModbusSlave::tcp();
     ASSERT_TRUE(slave);
     robot.set_modbustcp_mode("127.0.0.1", slave->port(), 0);
@@ -316,7 +316,7 @@ TEST_F(CppFamilies, ModbusRegistersAndCoilsSurviveThePacking) {
     robot.close_modbustcp_mode();
 }
 
-TEST_F(CppFamilies, ProjectStoredRunByIdAndRejectedWithItsLine) {
+TEST_F(CppStores, ProjectStoredRunByIdAndRejectedWithItsLine) {
     const ky::Joints start = robot.get_joint_degree();
     const float target[6] = {start[0] + 5, start[1], start[2], start[3], start[4], start[5]};
     const std::string path = temp_path("wc_job.txt");
@@ -357,7 +357,7 @@ TEST_F(CppFamilies, ProjectStoredRunByIdAndRejectedWithItsLine) {
     std::remove(path.c_str());
 }
 
-TEST_F(CppFamilies, DragRecordingReturnsToItsStartAndIsSaved) {
+TEST_F(CppStores, DragRecordingReturnsToItsStartAndIsSaved) {
     const ky::Joints start = robot.get_joint_degree();
     robot.start_drag_teach(1);
     std::vector<std::vector<double>> path;
