@@ -32,3 +32,7 @@ class Library:
     def __exit__(self, *exc):
         destroy()
         return False
+
+from ._kyarm import Event, set_event_callback, set_log_callback, set_realtime_callback  # noqa: F401,E402
+from . import realtime as _realtime_module  # noqa: E402
+from .realtime import Stream, events, realtime  # noqa: F401,E402
