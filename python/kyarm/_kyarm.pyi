@@ -494,7 +494,7 @@ def set_event_callback(fn: object) -> None:
     """Calls fn(kyarm.Event) for every trajectory or program end the controller pushes (modes 1 and 2), on the receive thread: it must not wait for controller replies itself. None clears it."""
 
 def set_log_callback(fn: object, level: int = ...) -> None:
-    """Calls fn(line: str) for every library log line at `level` and above (0 debug, 1 info, 2 warn, 3 error), on the thread that logs. None clears it."""
+    """Calls fn(line: str) for every library log line at `level` and above (0 debug, 1 info, 2 warn, 3 error), in order, on a delivery thread of the module (so a line may arrive shortly after the call that logged it; at most 10000 lines wait, the oldest dropped beyond). None clears it."""
 
 def set_long_timeout(ms: int) -> None:
     """Longer reply wait in ms (m_nOutTime_max)."""

@@ -1,7 +1,10 @@
 // Realtime, event and log callbacks delivered to Python callables.
 //
 // The library calls its callbacks on its own threads (UDP thread, receive thread, whatever
-// thread logs). Each call takes the GIL, calls the user's callable and then every "tap" (the
+// thread logs). Realtime and event calls take the GIL on that thread; log lines are queued and
+// handed over by a delivery thread of this module, because the library logs from any thread,
+// sometimes with its own locks held, and waiting there for the GIL could deadlock against a
+// Python thread that holds the GIL and waits for one of those locks. Each call calls the user's callable and then every "tap" (the
 // queues of kyarm.realtime()/kyarm.events()), and reports an exception raised by one of them
 // through sys.unraisablehook, so that a faulty callable neither kills the library's thread nor
 // stops later calls. The Python objects live in one heap record only touched with the GIL
@@ -10,7 +13,11 @@
 #include "bind.hpp"
 
 #include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
 #include <string_view>
+#include <thread>
 
 namespace kypy {
 
@@ -81,13 +88,68 @@ void on_realtime(const ky_realtime_arm_joint_state &s) {
 void on_event(const ky_event_data &e) {
     dispatch(event_kind, [&] { return py::cast(e); });
 }
-void on_log(std::string_view line) {
-    // Lines end with "\n" as the library formats them; the callable gets the bare text.
-    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.remove_suffix(1);
-    dispatch(log_kind, [&] { return py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(line.data(),
-                                                                                          static_cast<Py_ssize_t>(line.size()),
-                                                                                          "replace")); });
+// Log lines wait here for the delivery thread; a burst beyond the cap drops the oldest.
+class log_pump {
+public:
+    void push(std::string_view line) {
+        while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.remove_suffix(1);
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (stop_) return;
+        if (lines_.size() >= kMaxQueued) lines_.pop_front();
+        lines_.emplace_back(line);
+        ready_.notify_one();
+    }
+    // Starts the delivery thread if it is not running (GIL held).
+    void start() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (worker_.joinable() || stop_) return;
+        worker_ = std::thread([this] { run(); });
+    }
+    // Ends and joins the delivery thread; the caller must not hold the GIL.
+    void stop() {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            stop_ = true;
+            lines_.clear();
+            ready_.notify_one();
+        }
+        if (worker_.joinable()) worker_.join();
+    }
+
+private:
+    static constexpr std::size_t kMaxQueued = 10000;
+    void run();
+    std::mutex mutex_;
+    std::condition_variable ready_;
+    std::deque<std::string> lines_;
+    std::thread worker_;
+    bool stop_ = false;
+};
+
+log_pump &pump() {
+    static log_pump *p = new log_pump;  // never destroyed: its thread is joined at exit
+    return *p;
 }
+
+void log_pump::run() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    for (;;) {
+        ready_.wait(lock, [this] { return stop_ || !lines_.empty(); });
+        if (stop_) return;
+        std::deque<std::string> batch;
+        batch.swap(lines_);
+        lock.unlock();
+        for (const std::string &line : batch) {
+            dispatch(log_kind, [&] {
+                return py::reinterpret_steal<py::object>(
+                    PyUnicode_DecodeUTF8(line.data(), static_cast<Py_ssize_t>(line.size()), "replace"));
+            });
+        }
+        lock.lock();
+    }
+}
+
+void on_log(std::string_view line) { pump().push(line); }
 
 uint32_t g_log_level = 0;
 
@@ -103,6 +165,7 @@ void refresh(int k) {
         ky::Library::on_event(on ? std::function<void(const ky_event_data &)>(&on_event) : nullptr);
         break;
     default:
+        if (on) pump().start();
         ky::Library::on_log(on ? std::function<void(std::string_view)>(&on_log) : nullptr, g_log_level);
         break;
     }
@@ -142,6 +205,7 @@ void shutdown() {
     }
     ky::detail::library_generation().fetch_add(1);  // leftover Robot objects become inert
     py::gil_scoped_release nogil;
+    pump().stop();
     ky_destory();
 }
 
@@ -191,7 +255,8 @@ void bind_callbacks(py::module_ &m) {
           },
           "fn"_a, "level"_a = 1,
           "Calls fn(line: str) for every library log line at `level` and above (0 debug, 1 info, 2 warn, "
-          "3 error), on the thread that logs. None clears it.");
+          "3 error), in order, on a delivery thread of the module (so a line may arrive shortly after the call "
+          "that logged it; at most 10000 lines wait, the oldest dropped beyond). None clears it.");
     m.def("_add_tap", &add_tap, "kind"_a, "fn"_a, "Adds an internal listener (0 realtime, 1 event, 2 log).");
     m.def("_remove_tap", &remove_tap, "kind"_a, "fn"_a, "Removes an internal listener added by _add_tap.");
     m.def("_shutdown", &shutdown, "Clears every callback and stops the library (run at interpreter exit).");
