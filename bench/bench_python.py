@@ -46,7 +46,7 @@ def main():
     default_dir = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "build-bench", "python")
     parser.add_argument("python_dir", nargs="?", default=default_dir, help="<build>/python holding kyarm")
     parser.add_argument("--calls", type=int, default=300, help="calls per round")
-    parser.add_argument("--rounds", type=int, default=41, help="rounds per side")
+    parser.add_argument("--rounds", type=int, default=61, help="rounds per side")
     args = parser.parse_args()
     sys.path.insert(0, os.path.abspath(args.python_dir))
     import numpy as np
