@@ -95,7 +95,7 @@ def split_top(text):
 
 
 def render_args(args, namer, method):
-    out = []
+    out, defaulted = [], False
     for i, arg in enumerate(split_top(args)):
         if arg.startswith("*"):
             out.append(arg.split(":")[0])
@@ -107,7 +107,8 @@ def render_args(args, namer, method):
             out.append("self")
             continue
         text = f"{name}: {namer.type(annotation)}" if annotation.strip() else name
-        out.append(text + (" = ..." if eq else ""))
+        defaulted = defaulted or bool(eq)  # a stub may not put a required argument after a defaulted one
+        out.append(text + (" = ..." if defaulted else ""))
     return ", ".join(out)
 
 
