@@ -5,6 +5,7 @@ import pathlib
 import subprocess
 import sys
 
+import numpy as np
 import pytest
 
 import kyarm
@@ -35,3 +36,53 @@ def test_example_runs_against_the_simulator(tmp_path, example, extra, output):
     if output:
         png = tmp_path / output
         assert png.read_bytes()[:8] == b"\x89PNG\r\n\x1a\n"
+
+
+def load_generator():
+    import importlib.util
+    spec = importlib.util.spec_from_file_location("gen_pyi", ROOT / "scripts" / "gen-pyi.py")
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module
+
+
+@pytest.mark.parametrize("pybind_args,stub_args", [
+    # own classes lose the module prefix, numpy arrays become NDArray, defaults become "..."
+    ("self: kyarm._kyarm.Robot, pose: kyarm._kyarm.Pose, v: int = 20", "self, pose: Pose, v: int = ..."),
+    ("self: kyarm._kyarm.Robot, x: numpy.ndarray[numpy.float32]", "self, x: numpy.typing.NDArray[numpy.float32]"),
+    # a fixed-size list, a C++ type pybind11 could not name, commas and brackets inside a default
+    ("self: kyarm._kyarm.Robot, q: List[float[4]], h: ky_secret_t, s: str = 'a, (b]'",
+     "self, q: List[float], h: Any, s: str = ..."),
+    # a required argument after a defaulted one still gives a valid stub
+    ("self: kyarm._kyarm.Robot, a: int = 1, b: int", "self, a: int = ..., b: int = ..."),
+    ("self: kyarm._kyarm.sim.Simulator, *args", "self, *args"),
+])
+def test_stub_generator_renders_signatures(pybind_args, stub_args):
+    gen = load_generator()
+    namer = gen.Namer(kyarm._kyarm)
+    assert gen.render_args(pybind_args, namer, method=True) == stub_args
+
+
+def test_simulator_state_agrees_with_the_robot():
+    with kyarm.sim.Simulator(speed_scale=4.0, initial_joints=[10, 20, 30, 40, 50, 60]) as sim, \
+            kyarm.Library(1), kyarm.Robot("127.0.0.1", sim.port) as robot:
+        rows = [
+            # (what the simulator says, what the robot reads back)
+            (sim.joints, robot.get_joint_degree()),
+            (sim.tool_pose.to_array(), robot.get_current_arm_state().pose.to_array()),
+        ]
+        for simulated, read in rows:
+            np.testing.assert_allclose(read, simulated, atol=1e-3)
+        assert sim.set_joints([0, -10, 20, 0, 30, 0])
+        np.testing.assert_allclose(robot.get_joint_degree(), [0, -10, 20, 0, 30, 0], atol=1e-3)
+        assert not sim.set_joints([999, 0, 0, 0, 0, 0])  # outside the joint limits
+        assert (sim.dof, sim.model, sim.client_count, sim.trajectory_type, sim.paused) == (6, "KY6A-B", 1, 0, False)
+        robot.movej_nblock([5, 5, 5, 5, 5, 5], 10)
+        assert sim.moving and sim.trajectory_type == 1
+        assert sim.wait_idle(10000) and sim.trajectory_type == 0
+
+
+def test_simulators_side_by_side_push_to_their_own_ports():
+    with kyarm.sim.Simulator() as a, kyarm.sim.Simulator() as b, kyarm.sim.Simulator(push_port=a.push_port) as c:
+        assert a.push_port != b.push_port and c.push_port == a.push_port
+        assert a.port != b.port
