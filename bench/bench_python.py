@@ -22,14 +22,19 @@ GOAL_US = 3.0  # what the binding may add to a call
 
 def rounds(c_loop, py_loop, calls, count):
     """Seconds per call of each side (medians over `count` alternating rounds) and the
-    median of the per-round differences: pairing each Python round with the C++ round just
-    before it cancels most of the drift of a shared, loaded machine."""
+    median of the per-round differences: pairing each Python round with a C++ round next to
+    it cancels most of the drift of a shared, loaded machine."""
     c_times, py_times = [], []
     c_loop(calls)  # warm-up: connection, caches, allocator
     py_loop(calls)
-    for _ in range(count):
-        c_times.append(c_loop(calls) / calls)
-        py_times.append(py_loop(calls) / calls)
+    for i in range(count):
+        # Each side goes first in every other round, so neither inherits the other's wake-ups.
+        if i % 2:
+            py_times.append(py_loop(calls) / calls)
+            c_times.append(c_loop(calls) / calls)
+        else:
+            c_times.append(c_loop(calls) / calls)
+            py_times.append(py_loop(calls) / calls)
     diffs = [p - c for c, p in zip(c_times, py_times)]
     return statistics.median(c_times), statistics.median(py_times), statistics.median(diffs)
 
