@@ -8,6 +8,12 @@
 Every command is a method of :class:`Robot` named after its C function without the ``ky_``
 prefix, in the C units, returning what the C call reads; a non-zero result raises a
 :class:`kyarm.Error` subclass (see :mod:`kyarm.errors`).
+
+Pushed data arrives either in callbacks (:func:`set_realtime_callback`,
+:func:`set_event_callback`, :func:`set_log_callback`, called on the library's threads) or
+through bounded queues to iterate over (:func:`realtime`, :func:`events`,
+``robot.realtime()``, ``robot.events()``; see :mod:`kyarm.realtime`). :mod:`kyarm.sim` runs a
+simulated controller in-process.
 """
 
 from ._kyarm import *  # noqa: F401,F403
@@ -32,3 +38,7 @@ class Library:
     def __exit__(self, *exc):
         destroy()
         return False
+
+
+from ._kyarm import Event, set_event_callback, set_log_callback, set_realtime_callback  # noqa: F401,E402
+from .realtime import Stream, events, realtime  # noqa: F401,E402

@@ -26,6 +26,8 @@ void translate(std::exception_ptr p) {
 
 }  // namespace
 
+void bind_bench(py::module_ &m);  // bench.cpp: the kyarm._bench timing loops
+
 }  // namespace kypy
 
 PYBIND11_MODULE(_kyarm, m) {
@@ -36,7 +38,13 @@ PYBIND11_MODULE(_kyarm, m) {
     m.def("init", [](int mode) { return ky_init(mode); }, "mode"_a = 2,
           "Starts the library (ky_init): 0 no thread, 1 receive thread, 2 also the UDP realtime thread. "
           "Returns the C result (0, or -1 when a thread cannot start).");
-    m.def("destroy", &ky_destory, nogil(), "Stops the library and closes every robot (ky_destory).");
+    m.def("destroy",
+          [] {
+              // Robot objects left over become inert (their records are freed by ky_destory).
+              ky::detail::library_generation().fetch_add(1);
+              return ky_destory();
+          },
+          nogil(), "Stops the library and closes every robot (ky_destory).");
     m.def("api_version", &ky_api_version, "The library version (ky_api_version).");
     m.def("set_timeout", [](int ms) { m_nOutTime = ms; }, "ms"_a, "Default reply wait in ms (m_nOutTime).");
     m.def("get_timeout", [] { return m_nOutTime; });
@@ -110,4 +118,6 @@ PYBIND11_MODULE(_kyarm, m) {
     bind_algo(algo);
     py::module_ sim = m.def_submodule("sim", "The controller simulator, in-process.");
     bind_sim(sim);
+    py::module_ bench = m.def_submodule("_bench", "Timing loops of C calls, the baseline of bench/bench_python.py.");
+    bind_bench(bench);
 }
