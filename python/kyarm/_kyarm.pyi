@@ -65,6 +65,21 @@ class ArmSoftwareInfo:
     @product_version.setter
     def product_version(self, value: str) -> None: ...
 
+class ControllerState:
+    """Supply voltage, current, temperature (controller's units) and error flag."""
+    @property
+    def current(self) -> float:
+        ...
+    @property
+    def err_flag(self) -> int:
+        ...
+    @property
+    def temperature(self) -> float:
+        ...
+    @property
+    def voltage(self) -> float:
+        ...
+
 class CurrentArmState:
     """Joint angles (degrees), tool pose and error codes."""
     @property
@@ -79,6 +94,51 @@ class CurrentArmState:
     @property
     def sys_err(self) -> int:
         ...
+
+class CurrentTrajectory:
+    """The trajectory running now."""
+    def __repr__(self) -> str:
+        ...
+    @property
+    def data(self) -> numpy.typing.NDArray[numpy.float32]:
+        """types 0, 1, 5: dof joint angles (degrees); 2, 3, 4: pose x, y, z (m), rx, ry, rz (rad)"""
+    @property
+    def type(self) -> int:
+        """0 none, 1 movej, 2 movel, 3 movec, 4 moves, 5 re_trajectory"""
+EXPAND_CURRENT: int
+EXPAND_ERR_FLAG: int
+EXPAND_MODE: int
+EXPAND_POS: int
+
+class EnvelopeBall:
+    """One ball of a tool's collision envelope: radius and centre in metres."""
+    def __init__(self, name: str = ..., radius: float = ..., x: float = ..., y: float = ..., z: float = ...) -> None:
+        ...
+    @property
+    def name(self) -> str:
+        ...
+    @name.setter
+    def name(self, value: str) -> None: ...
+    @property
+    def radius(self) -> float:
+        ...
+    @radius.setter
+    def radius(self, value: float) -> None: ...
+    @property
+    def x(self) -> float:
+        ...
+    @x.setter
+    def x(self, value: float) -> None: ...
+    @property
+    def y(self) -> float:
+        ...
+    @y.setter
+    def y(self, value: float) -> None: ...
+    @property
+    def z(self) -> float:
+        ...
+    @z.setter
+    def z(self, value: float) -> None: ...
 
 class Event:
     """A line the controller pushed on its own, as the event callback receives it."""
@@ -104,10 +164,248 @@ class Event:
     @property
     def trajectory_state(self) -> bool:
         """the trajectory finished successfully"""
+FENCE_CUBE: int
+FENCE_PLANE: int
+FENCE_SPHERE: int
+FORCE_TARGET_JOINT: int
+FORCE_TARGET_POSE: int
+
+class FenceConfig:
+    """A fence or wall shape (metres): form 1 cube (x/y/z min and max limits), 2 plane (points x1..z3), 3 sphere (x, y, z, radius); form_name at most 12 bytes."""
+    def __init__(self, **kwargs) -> None:
+        """Fields as keyword arguments; those not given are zero."""
+    @property
+    def form(self) -> int:
+        ...
+    @form.setter
+    def form(self, value: int) -> None: ...
+    @property
+    def form_name(self) -> str:
+        ...
+    @form_name.setter
+    def form_name(self, value: str) -> None: ...
+    @property
+    def radius(self) -> float:
+        ...
+    @radius.setter
+    def radius(self, value: float) -> None: ...
+    @property
+    def x(self) -> float:
+        ...
+    @x.setter
+    def x(self, value: float) -> None: ...
+    @property
+    def x1(self) -> float:
+        ...
+    @x1.setter
+    def x1(self, value: float) -> None: ...
+    @property
+    def x2(self) -> float:
+        ...
+    @x2.setter
+    def x2(self, value: float) -> None: ...
+    @property
+    def x3(self) -> float:
+        ...
+    @x3.setter
+    def x3(self, value: float) -> None: ...
+    @property
+    def x_max_limit(self) -> float:
+        ...
+    @x_max_limit.setter
+    def x_max_limit(self, value: float) -> None: ...
+    @property
+    def x_min_limit(self) -> float:
+        ...
+    @x_min_limit.setter
+    def x_min_limit(self, value: float) -> None: ...
+    @property
+    def y(self) -> float:
+        ...
+    @y.setter
+    def y(self, value: float) -> None: ...
+    @property
+    def y1(self) -> float:
+        ...
+    @y1.setter
+    def y1(self, value: float) -> None: ...
+    @property
+    def y2(self) -> float:
+        ...
+    @y2.setter
+    def y2(self, value: float) -> None: ...
+    @property
+    def y3(self) -> float:
+        ...
+    @y3.setter
+    def y3(self, value: float) -> None: ...
+    @property
+    def y_max_limit(self) -> float:
+        ...
+    @y_max_limit.setter
+    def y_max_limit(self, value: float) -> None: ...
+    @property
+    def y_min_limit(self) -> float:
+        ...
+    @y_min_limit.setter
+    def y_min_limit(self, value: float) -> None: ...
+    @property
+    def z(self) -> float:
+        ...
+    @z.setter
+    def z(self, value: float) -> None: ...
+    @property
+    def z1(self) -> float:
+        ...
+    @z1.setter
+    def z1(self, value: float) -> None: ...
+    @property
+    def z2(self) -> float:
+        ...
+    @z2.setter
+    def z2(self, value: float) -> None: ...
+    @property
+    def z3(self) -> float:
+        ...
+    @z3.setter
+    def z3(self, value: float) -> None: ...
+    @property
+    def z_max_limit(self) -> float:
+        ...
+    @z_max_limit.setter
+    def z_max_limit(self, value: float) -> None: ...
+    @property
+    def z_min_limit(self) -> float:
+        ...
+    @z_min_limit.setter
+    def z_min_limit(self, value: float) -> None: ...
+
+class FenceEnable:
+    """Enable settings of the fences or the wall (in_out_side and effective_region in the controller's numbering)."""
+    def __init__(self, enable_state: bool = ..., in_out_side: int = ..., effective_region: int = ...) -> None:
+        ...
+    @property
+    def effective_region(self) -> int:
+        ...
+    @effective_region.setter
+    def effective_region(self, value: int) -> None: ...
+    @property
+    def enable_state(self) -> bool:
+        ...
+    @enable_state.setter
+    def enable_state(self, value: bool) -> None: ...
+    @property
+    def in_out_side(self) -> int:
+        ...
+    @in_out_side.setter
+    def in_out_side(self, value: int) -> None: ...
+
+class ForceData:
+    """Six-axis force data, [Fx, Fy, Fz, Mx, My, Mz] in N and Nm."""
+    @property
+    def force_data(self) -> numpy.typing.NDArray[numpy.float32]:
+        ...
+    @property
+    def tool_zero_force_data(self) -> numpy.typing.NDArray[numpy.float32]:
+        """zero offset, tool frame"""
+    @property
+    def work_zero_force_data(self) -> numpy.typing.NDArray[numpy.float32]:
+        """zero offset, work frame"""
+    @property
+    def zero_force_data(self) -> numpy.typing.NDArray[numpy.float32]:
+        """zero offset, sensor frame"""
+
+class ForcePositionMoveParams:
+    """One set-point of force_position_move: a joint or a pose target and per-axis force settings."""
+    @overload
+    def __init__(self) -> None:
+        ...
+    @overload
+    def __init__(self, *, joint: object = ..., pose: object = ..., sensor: int = ..., mode: int = ..., control_mode: object = ..., desired_force: object = ..., limit_vel: object = ..., follow: bool = ...) -> None:
+        """Give `joint` (degrees) or `pose`; target_type follows."""
+    @property
+    def control_mode(self) -> numpy.typing.NDArray[numpy.int32]:
+        """one per axis x, y, z, rx, ry, rz"""
+    @control_mode.setter
+    def control_mode(self, value: numpy.typing.NDArray[numpy.int32]) -> None: ...
+    @property
+    def desired_force(self) -> numpy.typing.NDArray[numpy.float32]:
+        """newtons, one per axis"""
+    @desired_force.setter
+    def desired_force(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+    @property
+    def follow(self) -> bool:
+        ...
+    @follow.setter
+    def follow(self, value: bool) -> None: ...
+    @property
+    def joint(self) -> numpy.typing.NDArray[numpy.float32]:
+        """degrees; the first dof are sent"""
+    @joint.setter
+    def joint(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+    @property
+    def limit_vel(self) -> numpy.typing.NDArray[numpy.float32]:
+        """velocity limits, one per axis"""
+    @limit_vel.setter
+    def limit_vel(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+    @property
+    def mode(self) -> int:
+        ...
+    @mode.setter
+    def mode(self, value: int) -> None: ...
+    @property
+    def pose(self) -> Pose:
+        ...
+    @pose.setter
+    def pose(self, value: Pose) -> None: ...
+    @property
+    def sensor(self) -> int:
+        ...
+    @sensor.setter
+    def sensor(self, value: int) -> None: ...
+    @property
+    def target_type(self) -> int:
+        """FORCE_TARGET_JOINT (0) or FORCE_TARGET_POSE (1)"""
+    @target_type.setter
+    def target_type(self, value: int) -> None: ...
+
+class ForcePositionParams:
+    """Per-axis force-position settings (set_force_position_new)."""
+    @overload
+    def __init__(self) -> None:
+        ...
+    @overload
+    def __init__(self, sensor: int, mode: int, control_mode: object = ..., desired_force: object = ..., limit_vel: object = ...) -> None:
+        ...
+    @property
+    def control_mode(self) -> numpy.typing.NDArray[numpy.int32]:
+        """one per axis x, y, z, rx, ry, rz"""
+    @control_mode.setter
+    def control_mode(self, value: numpy.typing.NDArray[numpy.int32]) -> None: ...
+    @property
+    def desired_force(self) -> numpy.typing.NDArray[numpy.float32]:
+        """newtons, one per axis"""
+    @desired_force.setter
+    def desired_force(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+    @property
+    def limit_vel(self) -> numpy.typing.NDArray[numpy.float32]:
+        """velocity limits, one per axis"""
+    @limit_vel.setter
+    def limit_vel(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+    @property
+    def mode(self) -> int:
+        ...
+    @mode.setter
+    def mode(self, value: int) -> None: ...
+    @property
+    def sensor(self) -> int:
+        ...
+    @sensor.setter
+    def sensor(self, value: int) -> None: ...
 
 class Frame:
     """Tool or work frame: name, pose, payload (kg), centre of mass (m)."""
-    def __init__(self) -> None:
+    def __init__(self, name: str = ..., pose: Pose = ..., payload: float = ..., x: float = ..., y: float = ..., z: float = ...) -> None:
         ...
     @property
     def name(self) -> str:
@@ -139,6 +437,103 @@ class Frame:
         ...
     @z.setter
     def z(self, value: float) -> None: ...
+
+class FzData:
+    """One-axis force (N): reading and its zero offsets."""
+    @property
+    def Fz(self) -> float:
+        ...
+    @property
+    def tool_zero_Fz(self) -> float:
+        ...
+    @property
+    def work_zero_Fz(self) -> float:
+        ...
+    @property
+    def zero_Fz(self) -> float:
+        ...
+
+class GripperState:
+    """Gripper state, every field as the controller sends it."""
+    @property
+    def actpos(self) -> int:
+        ...
+    @property
+    def current_force(self) -> int:
+        ...
+    @property
+    def enable(self) -> int:
+        ...
+    @property
+    def error(self) -> int:
+        ...
+    @property
+    def mode(self) -> int:
+        ...
+    @property
+    def status(self) -> int:
+        ...
+    @property
+    def temperature(self) -> int:
+        ...
+
+class IOState:
+    """One controller channel: its level (state) and mode."""
+    @property
+    def mode(self) -> int:
+        ...
+    @property
+    def state(self) -> int:
+        ...
+LIFT_CURRENT: int
+LIFT_ERR_FLAG: int
+LIFT_HEIGHT: int
+LIFT_MODE: int
+
+class ModbusRwParams:
+    """How one slave is addressed: controller port, first address, slave id, count."""
+    def __init__(self, port: int = ..., address: int = ..., device: int = ..., num: int = ...) -> None:
+        ...
+    @property
+    def address(self) -> int:
+        ...
+    @address.setter
+    def address(self, value: int) -> None: ...
+    @property
+    def device(self) -> int:
+        ...
+    @device.setter
+    def device(self, value: int) -> None: ...
+    @property
+    def num(self) -> int:
+        ...
+    @num.setter
+    def num(self, value: int) -> None: ...
+    @property
+    def port(self) -> int:
+        ...
+    @port.setter
+    def port(self, value: int) -> None: ...
+
+class MultiDragTeachParam:
+    """Parameters of start_multi_drag_teach_new (controller numbering)."""
+    def __init__(self, free_axes: List[int] = ..., frame: int = ..., singular_wall: int = ...) -> None:
+        ...
+    @property
+    def frame(self) -> int:
+        ...
+    @frame.setter
+    def frame(self, value: int) -> None: ...
+    @property
+    def free_axes(self) -> numpy.typing.NDArray[numpy.int32]:
+        """x, y, z, rx, ry, rz: 1 free, 0 held"""
+    @free_axes.setter
+    def free_axes(self, value: numpy.typing.NDArray[numpy.int32]) -> None: ...
+    @property
+    def singular_wall(self) -> int:
+        ...
+    @singular_wall.setter
+    def singular_wall(self, value: int) -> None: ...
 
 class Pose:
     """Position (metres) and orientation: Euler angles (radians) and quaternion."""
@@ -187,6 +582,130 @@ class Pose:
         ...
     @z.setter
     def z(self, value: float) -> None: ...
+
+class ProgramInfo:
+    """One stored program."""
+    @property
+    def id(self) -> int:
+        ...
+    @property
+    def size(self) -> int:
+        ...
+    @property
+    def speed(self) -> int:
+        ...
+    @property
+    def trajectory_name(self) -> str:
+        ...
+    @trajectory_name.setter
+    def trajectory_name(self, value: str) -> None: ...
+
+class ProgramList:
+    """One page of the stored programs."""
+    @property
+    def list(self) -> List[ProgramInfo]:
+        """the page's programs (list of ProgramInfo)"""
+    @property
+    def page_num(self) -> int:
+        ...
+    @property
+    def page_size(self) -> int:
+        ...
+    @property
+    def total_size(self) -> int:
+        """stored programs that match the filter"""
+    @property
+    def vague_search(self) -> str:
+        ...
+    @vague_search.setter
+    def vague_search(self, value: str) -> None: ...
+
+class ProgramRunState:
+    """Run state of the program being executed."""
+    @property
+    def edit_id(self) -> int:
+        ...
+    @property
+    def id(self) -> int:
+        ...
+    @property
+    def loop_cont(self) -> numpy.typing.NDArray[numpy.int32]:
+        ...
+    @property
+    def loop_num(self) -> numpy.typing.NDArray[numpy.int32]:
+        ...
+    @property
+    def plan_num(self) -> int:
+        ...
+    @property
+    def plan_speed(self) -> int:
+        ...
+    @property
+    def run_state(self) -> int:
+        """0 idle, 1 running, other values further states"""
+    @property
+    def step_mode(self) -> int:
+        ...
+    @property
+    def total_loop(self) -> int:
+        ...
+
+class ProjectUpload:
+    """Project upload record: the host file, planning speed, store or run, slot, step mode, and add_header for a plain list of lines."""
+    def __init__(self, project_path: str = ..., plan_speed: int = ..., only_save: int = ..., save_id: int = ..., step_flag: int = ..., add_header: int = ...) -> None:
+        ...
+    @property
+    def add_header(self) -> int:
+        ...
+    @add_header.setter
+    def add_header(self, value: int) -> None: ...
+    @property
+    def only_save(self) -> int:
+        ...
+    @only_save.setter
+    def only_save(self, value: int) -> None: ...
+    @property
+    def plan_speed(self) -> int:
+        ...
+    @plan_speed.setter
+    def plan_speed(self, value: int) -> None: ...
+    @property
+    def project_path(self) -> str:
+        """host path of the project file (setting it also sets project_path_len)"""
+    @project_path.setter
+    def project_path(self, value: str) -> None: ...
+    @property
+    def project_path_len(self) -> int:
+        ...
+    @project_path_len.setter
+    def project_path_len(self, value: int) -> None: ...
+    @property
+    def reserved(self) -> int:
+        ...
+    @reserved.setter
+    def reserved(self, value: int) -> None: ...
+    @property
+    def save_id(self) -> int:
+        ...
+    @save_id.setter
+    def save_id(self, value: int) -> None: ...
+    @property
+    def step_flag(self) -> int:
+        ...
+    @step_flag.setter
+    def step_flag(self, value: int) -> None: ...
+
+class RS485Mode:
+    """RS485 port: mode code, baud rate (bit/s), Modbus time-out (0 outside Modbus RTU)."""
+    @property
+    def baudrate(self) -> int:
+        ...
+    @property
+    def modbus_timeout(self) -> int:
+        ...
+    @property
+    def mode(self) -> int:
+        ...
 
 class RealtimePushConfig:
     """UDP push configuration (fields 0 or less are not sent on set)."""
@@ -317,28 +836,112 @@ class Robot:
         """Connects and synchronises (blocks up to about 3 s). Raises HandleError (-1: no free slot, bad address), TimeoutError (-2: unreachable) or ParseError (-3: synchronisation failed)."""
     def __repr__(self) -> str:
         ...
+    def add_electronic_fence_config(self, config: FenceConfig) -> None:
+        ...
+    def add_global_waypoint(self, point: Waypoint) -> Waypoint:
+        """Adds the waypoint stamped with the local time; returns the stamped copy."""
+    def add_lines_to_file(self, source: str, target: str) -> None:
+        """Writes to `target` the project header lines for this robot and the lines of `source`."""
+    def auto_set_Fz(self, block: bool = ...) -> None:
+        """Automatic one-axis calibration; block waits up to 30 s for its end."""
+    def auto_set_joint_limit(self, mode: int) -> None:
+        """Lets the controller set the position limits itself; they are then read back."""
+    def change_tool_frame(self, name: str) -> None:
+        """Switches to tool frame `name` and reads it back."""
+    def change_work_frame(self, name: str) -> None:
+        """Switches to work frame `name` and reads it back."""
+    def clear_Fz(self) -> None:
+        ...
+    def clear_force_data(self) -> None:
+        """Zeroes the six-axis reading at the present load."""
+    def clear_joint_odom(self) -> None:
+        ...
+    def clear_system_err(self) -> None:
+        ...
+    def clear_system_runtime(self) -> None:
+        ...
     def close(self) -> None:
         """Deletes the robot (ky_delete_robot_arm)."""
+    def close_modbus_mode(self, port: int) -> None:
+        ...
+    def close_modbustcp_mode(self) -> None:
+        ...
     @property
     def connected(self) -> bool:
+        ...
+    def continue_drag_trajectory(self) -> None:
+        ...
+    @staticmethod
+    def countLinesInFile(path: str) -> int:
+        """Lines of a text file; HandleError when it cannot be read."""
+    def delete_electronic_fence_config(self, name: str) -> None:
+        ...
+    def delete_global_waypoint(self, name: str) -> None:
+        ...
+    def delete_program_trajectory(self, id: int) -> None:
+        ...
+    def delete_tool_frame(self, name: str) -> None:
+        ...
+    def delete_work_frame(self, name: str) -> None:
         ...
     @property
     def dof(self) -> int:
         ...
+    def drag_trajectory_origin(self, block: int = ...) -> None:
+        """Moves back to the start of the recorded path; block=1 waits for the end (releases the GIL)."""
     def events(self, maxsize: Any = ..., timeout: Any = ..., count: Any = ...) -> Any:
         """This robot's events as a :class:`kyarm.Stream` (see :func:`kyarm.events`);
         events of other robots are skipped."""
+    def force_position_move(self, params: ForcePositionMoveParams) -> None:
+        """Streams a ForcePositionMoveParams set-point. Never waits."""
+    def force_position_move_joint(self, joint: numpy.typing.ArrayLike, sensor: int, mode: int, direction: int, follow: bool, force: float) -> None:
+        """Streams a joint set-point (degrees), force in newtons (sent in whole newtons). Never waits."""
+    def force_position_move_pose(self, pose: Pose, sensor: int, mode: int, direction: int, follow: bool, force: float) -> None:
+        """Streams a Cartesian set-point. Never waits."""
     @property
     def force_type(self) -> int:
         ...
+    @staticmethod
+    def frame_matrix() -> numpy.typing.NDArray[numpy.float32]:
+        """Transform of the current work frame in the base (Frame_Matrix)."""
+    def generate_auto_tool_frame(self, name: str, payload: float, x: float, y: float, z: float) -> None:
+        """Creates the taught tool frame `name`: payload (kg), centre of mass (m)."""
+    def get_Fz(self) -> FzData:
+        """One-axis force (N); an arm whose force_type is not 2 raises TimeoutError (-2) without sending."""
+    def get_IO_input(self) -> List[int]:
+        """The four controller digital inputs."""
+    def get_IO_output(self) -> List[int]:
+        """The four controller digital outputs."""
+    def get_IO_state(self, io_num: int) -> IOState:
+        ...
     def get_arm_all_state(self) -> ArmAllState:
         ...
+    def get_arm_current_trajectory(self) -> CurrentTrajectory:
+        """The trajectory running now, as a CurrentTrajectory."""
     def get_arm_dof(self) -> int:
+        ...
+    def get_arm_max_angular_acc(self) -> float:
+        ...
+    def get_arm_max_angular_speed(self) -> float:
+        ...
+    def get_arm_max_line_acc(self) -> float:
+        ...
+    def get_arm_max_line_speed(self) -> float:
+        ...
+    def get_arm_power_state(self) -> int:
+        ...
+    def get_arm_run_mode(self) -> int:
         ...
     def get_arm_software_info(self) -> ArmSoftwareInfo:
         ...
+    def get_collision_stage(self) -> int:
+        ...
     def get_connection_state(self) -> int:
         """0 never connected, 1 connected, 2 closed by the controller, -1 unknown handle."""
+    def get_controller_RS485_mode(self) -> RS485Mode:
+        ...
+    def get_controller_state(self) -> ControllerState:
+        ...
     def get_current_arm_state(self) -> CurrentArmState:
         ...
     def get_current_joint_current(self) -> numpy.typing.NDArray[numpy.float32]:
@@ -347,19 +950,109 @@ class Robot:
         ...
     def get_current_joint_voltage(self) -> numpy.typing.NDArray[numpy.float32]:
         ...
+    def get_current_tool_frame(self) -> Frame:
+        """The current tool frame."""
+    def get_current_work_frame(self) -> Frame:
+        """The current work frame."""
+    def get_data_common(self, command: str, reply_key: str) -> int:
+        """Sends {"command": command} and returns the integer member reply_key of its reply."""
+    def get_default_run_program(self) -> int:
+        ...
+    def get_drag_teach_sensitivity(self) -> int:
+        ...
+    def get_electronic_fence_config(self) -> FenceConfig:
+        ...
+    def get_electronic_fence_enable(self) -> FenceEnable:
+        ...
+    def get_electronic_fence_list_infos(self) -> List[FenceConfig]:
+        """Every stored fence (list of FenceConfig)."""
+    def get_electronic_fence_list_names(self) -> List[str]:
+        """Names of the stored fences (list of str)."""
+    def get_expand_state(self) -> List[int]:
+        """[pos, current, err_flag, mode]; mode non-zero: moving."""
+    def get_force_data(self) -> ForceData:
+        ...
+    def get_given_electronic_fence_config(self, name: str) -> FenceConfig:
+        ...
+    def get_given_global_waypoint(self, name: str) -> Waypoint:
+        ...
+    def get_given_tool_frame(self, name: str) -> Frame:
+        """Tool frame `name` as a Frame."""
+    def get_given_work_frame(self, name: str) -> Pose:
+        """Pose of work frame `name`."""
+    def get_global_waypoints_list(self, page_num: int, page_size: int, vague_search: str = ...) -> WaypointList:
+        """One page (counting from 1) of the waypoints whose name contains vague_search (None: all)."""
+    def get_gripper_state(self) -> GripperState:
+        ...
     def get_init_pose(self) -> numpy.typing.NDArray[numpy.float32]:
         ...
     def get_install_pose(self) -> List[float]:
         ...
     def get_joint_degree(self) -> numpy.typing.NDArray[numpy.float32]:
         """dof joint angles, degrees (float32 array)."""
+    def get_joint_drive_max_acc(self) -> numpy.typing.NDArray[numpy.float32]:
+        """Every joint's drive acceleration limit."""
+    def get_joint_drive_max_pos(self) -> numpy.typing.NDArray[numpy.float32]:
+        """Every joint's drive maximum position, degrees."""
+    def get_joint_drive_max_speed(self) -> numpy.typing.NDArray[numpy.float32]:
+        """Every joint's drive speed limit, degrees/s."""
+    def get_joint_drive_min_pos(self) -> numpy.typing.NDArray[numpy.float32]:
+        """Every joint's drive minimum position, degrees."""
+    def get_joint_en_state(self) -> numpy.typing.NDArray[numpy.uint8]:
+        """Every joint's enable state (uint8 array of dof values)."""
+    def get_joint_err_flag(self) -> tuple:
+        """(err_flag, brake_state): two uint16 arrays of dof values."""
+    def get_joint_max_acc(self) -> numpy.typing.NDArray[numpy.float32]:
+        """Every joint's motion acceleration limit, degrees/s^2."""
+    def get_joint_max_pos(self) -> numpy.typing.NDArray[numpy.float32]:
+        """Every joint's maximum position, degrees."""
+    def get_joint_max_speed(self) -> numpy.typing.NDArray[numpy.float32]:
+        """Every joint's motion speed limit, degrees/s."""
+    def get_joint_min_pos(self) -> numpy.typing.NDArray[numpy.float32]:
+        """Every joint's minimum position, degrees."""
+    def get_joint_odom(self) -> numpy.typing.NDArray[numpy.float32]:
+        """Each joint's odometer (dof values, float32 array)."""
     def get_joint_software_version(self) -> numpy.typing.NDArray[numpy.int32]:
         ...
+    def get_lift_state(self) -> List[int]:
+        """[height, current, err_flag, mode]; mode non-zero: moving."""
+    def get_program_run_state(self) -> ProgramRunState:
+        ...
+    def get_program_trajectory_list(self, page_num: int, page_size: int, vague_search: str = ...) -> ProgramList:
+        """One page (counting from 1) of the stored programs whose name contains vague_search (None: all)."""
     def get_realtime_push(self) -> RealtimePushConfig:
         ...
     def get_robot_info(self) -> RobotInfo:
         ...
+    def get_self_collision_enable(self) -> bool:
+        ...
+    def get_system_runtime(self) -> SystemRuntime:
+        ...
+    def get_teach_frame(self) -> int:
+        ...
+    def get_tool_IO_state(self) -> ToolIOState:
+        ...
+    def get_tool_RS485_mode(self) -> RS485Mode:
+        ...
+    def get_tool_envelope(self, tool_name: str) -> ToolEnvelope:
+        """Collision envelope of a tool."""
     def get_tool_software_version(self) -> int:
+        ...
+    def get_tool_voltage(self) -> int:
+        ...
+    def get_total_tool_frame(self) -> List[str]:
+        """Names of the tool frames (list of str)."""
+    def get_total_work_frame(self) -> List[str]:
+        """Names of the work frames (list of str)."""
+    def get_virtual_wall_config(self) -> FenceConfig:
+        ...
+    def get_virtual_wall_enable(self) -> FenceEnable:
+        ...
+    def get_voltage(self) -> int:
+        ...
+    def get_wifi_net(self) -> WifiNet:
+        ...
+    def get_wired_net(self) -> WiredNet:
         ...
     @property
     def id(self) -> int:
@@ -379,6 +1072,10 @@ class Robot:
     @property
     def joint_min_pos(self) -> numpy.typing.NDArray[numpy.float32]:
         ...
+    def manual_set_Fz(self, pose1: numpy.typing.ArrayLike, pose2: numpy.typing.ArrayLike, block: bool = ...) -> None:
+        """One-axis calibration from two poses (dof angles, degrees); block waits up to 30 s."""
+    def manual_set_force(self, type: int, joint: numpy.typing.ArrayLike, block: bool = ...) -> None:
+        """Manual six-axis calibration pose type 1..4 (joint: dof angles, degrees); only type 4 waits."""
     @property
     def model(self) -> int:
         ...
@@ -394,6 +1091,10 @@ class Robot:
         """Joint move to `joint` (dof angles, degrees) at `v` percent speed; `block` non-zero waits for the end."""
     def movej_block(self, joint: numpy.typing.ArrayLike, v: int, r: int = ..., trajectory_connect: int = ..., block: int = ...) -> None:
         ...
+    def movej_canfd(self, joint: numpy.typing.ArrayLike, follow: bool, expand: float = ...) -> None:
+        """Streams a joint set-point (dof angles, degrees); `expand` is the expansion axis' set-point. Never waits."""
+    def movej_follow(self, joint: numpy.typing.ArrayLike) -> None:
+        """Streams a joint set-point (degrees) for the follow mode. Never waits."""
     def movej_nblock(self, joint: numpy.typing.ArrayLike, v: int, r: int = ..., trajectory_connect: int = ...) -> None:
         ...
     def movej_p(self, pose: Pose, v: int, r: int = ..., trajectory_connect: int = ..., block: int = ...) -> None:
@@ -408,32 +1109,280 @@ class Robot:
         ...
     def movel_nblock(self, pose: Pose, v: int, r: int = ..., trajectory_connect: int = ...) -> None:
         ...
+    def movep_canfd(self, pose: Pose, follow: bool) -> None:
+        """Streams a Cartesian set-point: as a quaternion when pose.quaternion is a unit one, else Euler. Never waits."""
+    def movep_follow(self, pose: Pose) -> None:
+        """Streams a Cartesian set-point for the follow mode. Never waits."""
     def moves(self, pose: Pose, v: int, r: int = ..., trajectory_connect: int = ..., block: int = ...) -> None:
         """Spline move through `pose` (join several with trajectory_connect=1)."""
     def moves_block(self, pose: Pose, v: int, r: int = ..., trajectory_connect: int = ..., block: int = ...) -> None:
         ...
     def moves_nblock(self, pose: Pose, v: int, r: int = ..., trajectory_connect: int = ...) -> None:
         ...
+    @staticmethod
+    def parse_save_trajectory(tag: str, text: str) -> int:
+        """Reads a save_trajectory reply line; returns its point count."""
+    def pause_drag_trajectory(self) -> None:
+        ...
     @property
     def push_port(self) -> int:
         ...
+    def raw(self, json_object: str, reply_key: str = ..., timeout: Optional[datetime.timedelta] = ...) -> str:
+        """Sends one JSON object and returns the reply line (str). The reply is the line named reply_key, or the object's own "command" when reply_key is empty; timeout in seconds or a timedelta (None: the library's default wait)."""
+    def read_coils(self, params: ModbusRwParams) -> int:
+        """Coils as one int whose bits are the coils."""
+    def read_holding_registers(self, params: ModbusRwParams) -> int:
+        """One register at params.address."""
+    def read_input_registers(self, params: ModbusRwParams) -> int:
+        ...
+    def read_input_status(self, params: ModbusRwParams) -> int:
+        ...
+    def read_multiple_coils(self, params: ModbusRwParams) -> List[int]:
+        """params.num coils: num // 8 ints, eight coils per int."""
+    def read_multiple_holding_registers(self, params: ModbusRwParams) -> List[int]:
+        """params.num registers: 2 x num ints, one per byte."""
+    def read_multiple_input_registers(self, params: ModbusRwParams) -> List[int]:
+        """params.num registers: 2 x num ints, one per byte."""
     def realtime(self, maxsize: Any = ..., timeout: Any = ..., count: Any = ...) -> Any:
         """The realtime states as a :class:`kyarm.Stream` (see :func:`kyarm.realtime`).
         The library has one realtime receiver per process: with several robots, tell their states
         apart by ``state.sender_ip``."""
     def reconnect_robot_arm(self) -> None:
         """Reconnects and synchronises again."""
+    def run_drag_trajectory(self, timeout_s: int) -> None:
+        """Replays the recorded path; timeout_s > 0 blocks at least that many seconds and while the replay runs (releases the GIL), 0 returns once sent."""
+    def run_project(self, project: ProjectUpload, file_size: int) -> None:
+        """Announces a project of file_size bytes named project.project_path."""
+    def save_trajectory(self, path: str) -> int:
+        """Saves the recorded path into the local file `path`; returns the point count. Blocks at least 2 s (releases the GIL)."""
+    def send_project(self, project: ProjectUpload) -> str:
+        """Uploads the project file and waits for the verdict (releases the GIL); returns the announced project name. The record is left as it was. A rejection raises RefusedError with .err_line."""
+    def send_project_lock(self, text: str) -> None:
+        """Uploads project text (str or bytes, with its header lines) announced by run_project; waits up to 10 s for the verdict (releases the GIL). A rejection raises RefusedError with .err_line."""
+    def set_DO_state(self, io_num: int, state: int) -> None:
+        """Output level of controller channel io_num."""
+    def set_IO_mode(self, io_num: int, io_mode: int) -> None:
+        """Mode of controller channel io_num."""
+    def set_NetIP(self, ip: str) -> None:
+        """Wired address (dotted quad); waits up to 2 s."""
+    def set_RS485(self, baudrate: int) -> None:
+        """RS485 baud rate, bit/s; no answer is read."""
+    def set_arm_continue(self) -> None:
+        """Continues a paused trajectory."""
+    def set_arm_delete_trajectory(self) -> None:
+        """Deletes every queued trajectory."""
+    def set_arm_max_angular_acc(self, acc: float) -> None:
+        """Maximum angular acceleration."""
+    def set_arm_max_angular_speed(self, speed: float) -> None:
+        """Maximum angular speed."""
+    def set_arm_max_line_acc(self, acc: float) -> None:
+        """Maximum linear acceleration."""
+    def set_arm_max_line_speed(self, speed: float) -> None:
+        """Maximum linear speed of the tool centre point (controller units)."""
+    def set_arm_pause(self) -> None:
+        """Pauses the current trajectory."""
+    def set_arm_power(self, arm_power: int) -> None:
+        """1 powers the arm, 0 powers it off."""
+    def set_arm_run_mode(self, mode: int) -> None:
+        ...
+    def set_arm_slow_stop(self) -> None:
+        """Slow stop of the current motion."""
+    def set_arm_stop(self) -> None:
+        """Immediate stop."""
+    def set_arm_tcp_init(self) -> None:
+        """Resets the four limits to the controller's initial values."""
+    def set_auto_tool_frame(self, point_num: int) -> None:
+        """Records teaching point `point_num` of a taught tool frame."""
+    def set_auto_work_frame(self, name: str, point_num: int) -> None:
+        """Records teaching point `point_num` of the taught work frame `name`."""
+    def set_collision_state(self, stage: int) -> None:
+        """Collision-detection stage."""
+    def set_data_common(self, value: int, command: str, key: str) -> None:
+        """Sends {"command": command, key: value} and checks the reply's "set_state"."""
+    def set_default_run_program(self, id: int) -> None:
+        ...
+    def set_delete_current_trajectory(self) -> None:
+        """Deletes the trajectory running now."""
+    def set_drag_teach_sensitivity(self, grade: int) -> None:
+        ...
+    def set_electronic_fence_config(self, config: FenceConfig) -> None:
+        """Sets the fence in force: a cube or a plane."""
+    def set_electronic_fence_enable(self, enable: FenceEnable) -> None:
+        ...
+    def set_expand_pos(self, speed: int, pos: int, block: int = ...) -> None:
+        """Moves the expansion axis; block non-zero waits until it arrives (library mode 0: block is seconds)."""
+    def set_expand_speed(self, speed: int) -> None:
+        ...
+    def set_force_position(self, sensor: int, mode: int, direction: int, force: float) -> None:
+        """Switches force-position control on; `force` in newtons (sent in whole newtons)."""
+    def set_force_position_new(self, params: ForcePositionParams) -> None:
+        """Switches force-position control on with per-axis settings (ForcePositionParams)."""
+    def set_force_sensor(self, block: bool = ...) -> None:
+        """Automatic six-axis calibration; block waits up to 30 s for its end."""
+    def set_gripper_pick(self, speed: int, force: int, block: bool, timeout: int) -> None:
+        """Closes the gripper until it holds with force; with block waits up to timeout seconds."""
+    def set_gripper_pick_on(self, speed: int, force: int, block: bool, timeout: int) -> None:
+        """As set_gripper_pick, but keeps closing with force after it holds."""
+    def set_gripper_position(self, position: int, block: bool, timeout: int) -> None:
+        """Moves the gripper to position; with block waits up to timeout seconds."""
+    def set_gripper_release(self, speed: int, block: bool, timeout: int) -> None:
+        """Opens the gripper; with block waits up to timeout seconds for it to finish."""
+    def set_gripper_route(self, min: int, max: int) -> None:
+        """Gripper travel limits."""
+    def set_hand_angle(self, angle: List[int]) -> None:
+        """Six finger angles."""
+    def set_hand_follow_angle(self, angle: List[int]) -> None:
+        """Six finger angles to follow; no reply is awaited."""
+    def set_hand_force(self, force: int) -> None:
+        ...
+    def set_hand_posture(self, posture_num: int, block: bool, timeout: int) -> None:
+        """Moves the hand to a stored posture; with block waits up to timeout seconds."""
+    def set_hand_seq(self, seq_num: int, block: bool, timeout: int) -> None:
+        """Runs a stored hand sequence; with block waits up to timeout seconds."""
+    def set_hand_speed(self, speed: int) -> None:
+        ...
     def set_init_pose(self, joint: numpy.typing.ArrayLike) -> None:
         ...
     def set_install_pose(self, x: float, y: float, z: float) -> None:
         ...
+    def set_joint_clear_err(self, joint: int) -> None:
+        """Clears the joint's error."""
+    def set_joint_drive_max_acc(self, joint: int, acc: float) -> None:
+        """Drive acceleration limit of one joint, degrees/s^2."""
+    def set_joint_drive_max_pos(self, joint: int, pos: float) -> None:
+        """Drive maximum position of one joint, degrees."""
+    def set_joint_drive_max_speed(self, joint: int, speed: float) -> None:
+        """Drive speed limit of one joint, degrees/s."""
+    def set_joint_drive_min_pos(self, joint: int, pos: float) -> None:
+        """Drive minimum position of one joint, degrees."""
+    def set_joint_en_state(self, joint: int, state: int) -> None:
+        """Enables (state non-zero) or disables one joint."""
+    def set_joint_max_acc(self, joint: int, acc: float) -> None:
+        """Motion acceleration limit of one joint, degrees/s^2; then read back."""
+    def set_joint_max_pos(self, joint: int, pos: float) -> None:
+        """Motion maximum position of one joint, degrees; then read back."""
+    def set_joint_max_speed(self, joint: int, speed: float) -> None:
+        """Motion speed limit of one joint, degrees/s; every joint's limit is then read back."""
+    def set_joint_min_pos(self, joint: int, pos: float) -> None:
+        """Motion minimum position of one joint, degrees; then read back."""
+    def set_joint_step(self, joint: int, v: int, block: int, step: float) -> None:
+        """Joint step; `block` non-zero waits. Note the order: block before step."""
+    def set_joint_step_block(self, joint: int, step: float, v: int, block: int = ...) -> None:
+        """Steps one joint by `step` degrees and waits for the step's end (releases the GIL)."""
+    def set_joint_step_nblock(self, joint: int, step: float, v: int) -> None:
+        """Steps one joint by `step` degrees at `v` percent; returns once sent."""
+    def set_joint_teach(self, joint: int, dir: int, v: int) -> None:
+        """Jogs one joint until set_stop_teach(); `dir` non-zero positive, zero negative."""
+    def set_joint_zero_pos(self, joint: int) -> None:
+        """Takes the joint's position as its zero."""
+    def set_lift_height(self, speed: int, height: int, block: int = ...) -> None:
+        """Moves the lift; block non-zero waits until it arrives (library mode 0: block is seconds)."""
+    def set_lift_speed(self, speed: int) -> None:
+        ...
+    def set_manual_tool_frame(self, frame: Frame) -> None:
+        """Creates a tool frame from a Frame (name, pose, payload, centre of mass)."""
+    def set_manual_work_frame(self, name: str, pose: Pose) -> None:
+        """Creates work frame `name` at `pose` (metres, radians)."""
+    def set_modbus_mode(self, port: int, baudrate: int, timeout: int) -> None:
+        """Opens serial port `port` as a Modbus RTU master (`timeout` in the controller's units)."""
+    def set_modbustcp_mode(self, ip: str, port: int, timeout: int) -> None:
+        """Connects the controller's Modbus TCP master to the slave at ip:port."""
+    def set_net_default(self) -> None:
+        """Factory network settings; waits up to 4 s."""
+    def set_ort_step(self, axis: int, v: int, block: int, step: float) -> None:
+        """Orientation step (radians); `block` non-zero waits."""
+    def set_ort_step_block(self, axis: int, step: float, v: int, block: int = ...) -> None:
+        """Orientation step in radians; waits for its end (releases the GIL)."""
+    def set_ort_step_nblock(self, axis: int, step: float, v: int) -> None:
+        """Orientation step about axis 0 rx, 1 ry, 2 rz by `step` radians; returns once sent."""
+    def set_ort_teach(self, axis: int, dir: int, v: int) -> None:
+        """Jogs about axis 0 rx, 1 ry, 2 rz until set_stop_teach()."""
+    def set_plan_speed(self, speed: int) -> None:
+        ...
+    def set_pos_step(self, axis: int, v: int, block: int, step: float) -> None:
+        """Position step (metres); `block` non-zero waits."""
+    def set_pos_step_block(self, axis: int, step: float, v: int, block: int = ...) -> None:
+        """Position step in metres; waits for its end (releases the GIL)."""
+    def set_pos_step_nblock(self, axis: int, step: float, v: int) -> None:
+        """Position step along axis 0 x, 1 y, 2 z by `step` metres; returns once sent."""
+    def set_pos_teach(self, axis: int, dir: int, v: int) -> None:
+        """Jogs along axis 0 x, 1 y, 2 z of the teach frame until set_stop_teach()."""
+    def set_program_id_run(self, id: int, speed: int = ..., block: int = ...) -> None:
+        """Starts program `id` (speed 0: its own); block=1 waits until it has finished, however long it runs (releases the GIL)."""
     def set_realtime_push(self, config: RealtimePushConfig) -> None:
+        ...
+    def set_self_collision_enable(self, enable: bool) -> None:
+        ...
+    def set_stop_teach(self) -> None:
+        """Ends teach jogging."""
+    def set_teach_frame(self, frame_type: int) -> None:
+        """Frame of Cartesian jogging."""
+    def set_tool_DO_state(self, io_num: int, state: int) -> None:
+        ...
+    def set_tool_IO_mode(self, io_num: int, io_mode: int) -> None:
+        ...
+    def set_tool_envelope(self, envelope: ToolEnvelope) -> None:
+        """Sets a tool's collision envelope."""
+    def set_tool_voltage(self, voltage_type: int) -> None:
+        ...
+    def set_usb(self, baudrate: int) -> None:
+        """USB baud rate, bit/s; no answer is read."""
+    def set_virtual_wall_config(self, config: FenceConfig) -> None:
+        """Sets the virtual wall: a cube or a sphere."""
+    def set_virtual_wall_enable(self, enable: FenceEnable) -> None:
+        ...
+    def set_voltage(self, voltage_type: int) -> None:
+        ...
+    def set_wifi_ap(self, wifi_name: str, password: str) -> None:
+        """Access-point mode; no answer is read (returns after 800 ms)."""
+    def set_wifi_close(self) -> None:
+        """Switches Wi-Fi off; waits up to 2 s."""
+    def set_wifi_sta(self, router_name: str, password: str) -> None:
+        """Station mode; no answer is read (returns after 800 ms)."""
+    def start_drag_teach(self, trajectory_record: int) -> None:
+        ...
+    def start_force_position_move(self) -> None:
+        """Enters the streamed force-position mode."""
+    def start_multi_drag_teach(self, mode: int, singular_wall: int) -> None:
+        ...
+    def start_multi_drag_teach_new(self, param: MultiDragTeachParam) -> None:
+        """Multi-mode drag teaching from a MultiDragTeachParam (free_axes only with a six-axis force sensor)."""
+    def stop_drag_teach(self) -> None:
+        ...
+    def stop_drag_trajectory(self) -> None:
+        ...
+    def stop_force_position(self) -> None:
+        """Switches force-position control off."""
+    def stop_force_position_move(self) -> None:
+        """Leaves the streamed force-position mode."""
+    def stop_set_force_sensor(self) -> None:
         ...
     @property
     def tool_frame(self) -> Frame:
         ...
+    @staticmethod
+    def tool_matrix() -> numpy.typing.NDArray[numpy.float32]:
+        """Transform of the current tool frame on the flange (Tool_Matrix), as refreshed by the last tool-frame query of any robot."""
+    def update_electronic_fence_config(self, config: FenceConfig) -> None:
+        ...
+    def update_global_waypoint(self, point: Waypoint) -> Waypoint:
+        """Updates the waypoint named point.point_name; returns the stamped copy."""
+    def update_program_trajectory(self, id: int, plan_speed: int, project_name: str) -> None:
+        ...
+    def update_tool_frame(self, frame: Frame) -> None:
+        """Updates the tool frame named in `frame`."""
+    def update_work_frame(self, name: str, pose: Pose) -> None:
+        """Moves work frame `name` to `pose`."""
     @property
     def work_frame(self) -> Frame:
+        ...
+    def write_coils(self, params: ModbusRwParams, data: List[int]) -> None:
+        """params.num coils from `data`: num // 8 ints, eight coils per int."""
+    def write_registers(self, params: ModbusRwParams, data: List[int]) -> None:
+        """params.num registers from `data`: 2 x num ints, one per byte."""
+    def write_single_coil(self, params: ModbusRwParams, data: int) -> None:
+        ...
+    def write_single_register(self, params: ModbusRwParams, data: int) -> None:
         ...
 
 class RobotInfo:
@@ -446,6 +1395,161 @@ class RobotInfo:
         ...
     @property
     def model(self) -> int:
+        ...
+
+class SystemRuntime:
+    """Running time of the controller system."""
+    @property
+    def day(self) -> int:
+        ...
+    @property
+    def hour(self) -> int:
+        ...
+    @property
+    def min(self) -> int:
+        ...
+    @property
+    def sec(self) -> int:
+        ...
+    @property
+    def total_seconds(self) -> int:
+        ...
+
+class ToolEnvelope:
+    """A tool's collision envelope: up to 5 balls."""
+    def __init__(self, tool_name: str = ..., balls: List[EnvelopeBall] = ...) -> None:
+        ...
+    @property
+    def balls(self) -> List[EnvelopeBall]:
+        """the balls in use (a list of copies; assign a list to change them)"""
+    @balls.setter
+    def balls(self, value: List[EnvelopeBall]) -> None: ...
+    @property
+    def count(self) -> int:
+        ...
+    @property
+    def tool_name(self) -> str:
+        ...
+    @tool_name.setter
+    def tool_name(self, value: str) -> None: ...
+
+class ToolIOState:
+    """Both tool channels: modes and levels, two each."""
+    @property
+    def mode(self) -> List[int]:
+        ...
+    @property
+    def state(self) -> List[int]:
+        ...
+
+class Waypoint:
+    """A named global waypoint: joints (degrees, 7 slots, the seventh for 7-axis arms), pose (metres, radians), work and tool frame names, time stamp."""
+    def __init__(self, point_name: str = ..., joint: numpy.typing.ArrayLike = ..., pose: Pose = ..., work_frame: str = ..., tool_frame: str = ...) -> None:
+        ...
+    @property
+    def joint(self) -> numpy.typing.NDArray[numpy.float32]:
+        """7 joint angles, degrees"""
+    @joint.setter
+    def joint(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+    @property
+    def point_name(self) -> str:
+        ...
+    @point_name.setter
+    def point_name(self, value: str) -> None: ...
+    @property
+    def pose(self) -> Pose:
+        ...
+    @pose.setter
+    def pose(self, value: Pose) -> None: ...
+    @property
+    def time(self) -> str:
+        ...
+    @time.setter
+    def time(self, value: str) -> None: ...
+    @property
+    def tool_frame(self) -> str:
+        ...
+    @tool_frame.setter
+    def tool_frame(self, value: str) -> None: ...
+    @property
+    def work_frame(self) -> str:
+        ...
+    @work_frame.setter
+    def work_frame(self, value: str) -> None: ...
+
+class WaypointList:
+    """One page of global waypoints."""
+    @property
+    def list_len(self) -> int:
+        ...
+    @property
+    def page_num(self) -> int:
+        ...
+    @property
+    def page_size(self) -> int:
+        ...
+    @property
+    def points(self) -> List[Waypoint]:
+        """the page's waypoints (list of Waypoint)"""
+    @property
+    def total_size(self) -> int:
+        """waypoints that match the filter"""
+    @property
+    def vague_search(self) -> str:
+        ...
+    @vague_search.setter
+    def vague_search(self, value: str) -> None: ...
+
+class WifiNet:
+    """Wi-Fi state: mode "ap", "sta" or "off", addresses, network name."""
+    def __init__(self) -> None:
+        ...
+    @property
+    def channel(self) -> int:
+        """radio channel (access-point mode only)"""
+    @channel.setter
+    def channel(self, value: int) -> None: ...
+    @property
+    def ip(self) -> str:
+        ...
+    @ip.setter
+    def ip(self, value: str) -> None: ...
+    @property
+    def mac(self) -> str:
+        ...
+    @mac.setter
+    def mac(self, value: str) -> None: ...
+    @property
+    def mask(self) -> str:
+        ...
+    @mask.setter
+    def mask(self, value: str) -> None: ...
+    @property
+    def mode(self) -> str:
+        ...
+    @mode.setter
+    def mode(self, value: str) -> None: ...
+    @property
+    def password(self) -> str:
+        ...
+    @password.setter
+    def password(self, value: str) -> None: ...
+    @property
+    def ssid(self) -> str:
+        ...
+    @ssid.setter
+    def ssid(self, value: str) -> None: ...
+
+class WiredNet:
+    """Wired interface: address, net mask, MAC."""
+    @property
+    def ip(self) -> str:
+        ...
+    @property
+    def mac(self) -> str:
+        ...
+    @property
+    def mask(self) -> str:
         ...
 
 def _add_tap(kind: int, fn: object) -> None:
@@ -474,6 +1578,443 @@ def _shutdown() -> None:
 
 class algo:
     """Kinematics: forward and inverse kinematics, conversions, frames."""
+
+    class DhTable:
+        """DH table, 8 entries per field (entries past the joint count zero)."""
+        def __init__(self, d: numpy.typing.NDArray[numpy.float32] = ..., a: numpy.typing.NDArray[numpy.float32] = ..., alpha: numpy.typing.NDArray[numpy.float32] = ..., offset: numpy.typing.NDArray[numpy.float32] = ...) -> None:
+            ...
+        @property
+        def a(self) -> numpy.typing.NDArray[numpy.float32]:
+            """link lengths, metres"""
+        @a.setter
+        def a(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+        @property
+        def alpha(self) -> numpy.typing.NDArray[numpy.float32]:
+            """link twists, radians"""
+        @alpha.setter
+        def alpha(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+        @property
+        def d(self) -> numpy.typing.NDArray[numpy.float32]:
+            """link offsets along the previous z axis, metres"""
+        @d.setter
+        def d(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+        @property
+        def offset(self) -> numpy.typing.NDArray[numpy.float32]:
+            """theta offsets added to the joint angles, radians"""
+        @offset.setter
+        def offset(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+
+    class InverseKinematicsParams:
+        """Inverse kinematics request: current joints (degrees), target tool pose in the base (world) frame, flag (0: orientation from the quaternion, otherwise the Euler angles)."""
+        def __init__(self, current_joints: numpy.typing.NDArray[numpy.float32], target_pose: Pose, flag: int = ...) -> None:
+            ...
+        @property
+        def current_joints(self) -> numpy.typing.NDArray[numpy.float32]:
+            """degrees; the solution nearest to them is chosen"""
+        @current_joints.setter
+        def current_joints(self, value: numpy.typing.NDArray[numpy.float32]) -> None: ...
+        @property
+        def flag(self) -> int:
+            ...
+        @flag.setter
+        def flag(self, value: int) -> None: ...
+        @property
+        def target_pose(self) -> Pose:
+            ...
+        @target_pose.setter
+        def target_pose(self, value: Pose) -> None: ...
+
+    @staticmethod
+    def arm_state_set(robot_handle: Robot) -> None:
+        """Loads the robot's model, frames, installation and limits into the state (None: nothing)."""
+
+    @staticmethod
+    def base2workframe(work_frame: Frame, pose: Pose) -> Pose:
+        """A pose in the base frame expressed in `work_frame` (W^-1 * P)."""
+
+    @staticmethod
+    def cartesian_tool(robot_handle: Robot, joint: numpy.typing.NDArray[numpy.float32], dx: float, dy: float, dz: float) -> Pose:
+        """Tool pose for `joint` (degrees) moved by dx, dy, dz metres along the tool's own axes."""
+
+    @staticmethod
+    def check_dh_params_is_default() -> bool:
+        ...
+
+    @staticmethod
+    def clear() -> None:
+        """Clears the state and leaves no model loaded."""
+
+    @staticmethod
+    def end2tool(tool_frame: Frame, flange_pose: Pose) -> Pose:
+        """Flange pose -> pose of the tool point of `tool_frame` (F * T)."""
+
+    @staticmethod
+    def euler2matrix(euler: List[float]) -> numpy.typing.NDArray[numpy.float32]:
+        """(rx, ry, rz) radians -> 3 x 3 rotation matrix."""
+
+    @staticmethod
+    def euler2quaternion(euler: List[float]) -> tuple:
+        """(rx, ry, rz) radians -> (w, x, y, z)."""
+
+    @staticmethod
+    def forward_kinematics(robot_handle: Robot, joint: numpy.typing.NDArray[numpy.float32]) -> Pose:
+        """Tool pose in the work frame for `joint` (degrees), with the robot's settings (None: the offline state)."""
+
+    @staticmethod
+    def get_angle() -> tuple:
+        """Installation angles (x, y, z), degrees."""
+
+    @staticmethod
+    def get_control_loop_period() -> float:
+        """Seconds."""
+
+    @staticmethod
+    def get_curr_toolframe() -> Frame:
+        ...
+
+    @staticmethod
+    def get_curr_workframe() -> Frame:
+        ...
+
+    @staticmethod
+    def get_dh_compensation_value() -> algo.DhTable:
+        ...
+
+    @staticmethod
+    def get_dh_params_default() -> algo.DhTable:
+        ...
+
+    @staticmethod
+    def get_dh_value() -> algo.DhTable:
+        ...
+
+    @staticmethod
+    def get_dynamics_model_type() -> int:
+        ...
+
+    @staticmethod
+    def get_dynamics_params() -> numpy.typing.NDArray[numpy.float32]:
+        """152 floats: drag factors (8), second drag group (8), identification (56), link dynamics (80)."""
+
+    @staticmethod
+    def get_is_avoid_Singularity() -> int:
+        ...
+
+    @staticmethod
+    def get_joint_acc_maxlim() -> numpy.typing.NDArray[numpy.float32]:
+        """Maximum accelerations, rad/s^2."""
+
+    @staticmethod
+    def get_joint_config(joint: int) -> numpy.typing.NDArray[numpy.float32]:
+        ...
+
+    @staticmethod
+    def get_joint_direction() -> numpy.typing.NDArray[numpy.float32]:
+        """Joint directions: > 0 +1, < 0 -1, 0 keeps the stored one."""
+
+    @staticmethod
+    def get_joint_max_acc() -> numpy.typing.NDArray[numpy.float32]:
+        """Maximum joint accelerations, degrees/s^2."""
+
+    @staticmethod
+    def get_joint_max_limit() -> numpy.typing.NDArray[numpy.float32]:
+        """Maximum joint positions, degrees."""
+
+    @staticmethod
+    def get_joint_max_speed() -> numpy.typing.NDArray[numpy.float32]:
+        """Maximum joint speeds, degrees/s."""
+
+    @staticmethod
+    def get_joint_min_limit() -> numpy.typing.NDArray[numpy.float32]:
+        """Minimum joint positions, degrees."""
+
+    @staticmethod
+    def get_joint_vel_maxlim() -> numpy.typing.NDArray[numpy.float32]:
+        """Maximum velocities, rad/s."""
+
+    @staticmethod
+    def get_jointlim_max() -> numpy.typing.NDArray[numpy.float32]:
+        """Maximum positions of the 8 joint records, rad."""
+
+    @staticmethod
+    def get_jointlim_min() -> numpy.typing.NDArray[numpy.float32]:
+        """Minimum positions of the 8 joint records, rad."""
+
+    @staticmethod
+    def get_link_dynamics_params() -> numpy.typing.NDArray[numpy.float32]:
+        ...
+
+    @staticmethod
+    def get_link_dynamics_params_default() -> numpy.typing.NDArray[numpy.float32]:
+        ...
+
+    @staticmethod
+    def get_modeling_jointlim_max() -> numpy.typing.NDArray[numpy.float32]:
+        """Limits plus theta offsets, rad."""
+
+    @staticmethod
+    def get_modeling_jointlim_min() -> numpy.typing.NDArray[numpy.float32]:
+        """Limits plus theta offsets, rad."""
+
+    @staticmethod
+    def get_payload_params() -> numpy.typing.NDArray[numpy.float32]:
+        """Mass (kg), centre of mass x, y, z (m), 7 further values."""
+
+    @staticmethod
+    def get_rbt_dof() -> int:
+        """Joint count of the selected model (0 before a selection)."""
+
+    @staticmethod
+    def get_robot_feedback_data() -> numpy.typing.NDArray[numpy.float32]:
+        """Feedback record, 71 floats (0-7 and 8-15: joint angles, rad, stored with the theta offsets)."""
+
+    @staticmethod
+    def get_robot_gravity_acc() -> numpy.typing.NDArray[numpy.float32]:
+        """Gravity in the base frame, m/s^2."""
+
+    @staticmethod
+    def get_robot_install_angle() -> numpy.typing.NDArray[numpy.float32]:
+        """Radians."""
+
+    @staticmethod
+    def get_robot_install_angle_matrix() -> numpy.typing.NDArray[numpy.float32]:
+        ...
+
+    @staticmethod
+    def get_robot_type() -> int:
+        ...
+
+    @staticmethod
+    def get_safety_level() -> int:
+        ...
+
+    @staticmethod
+    def get_sensor_type() -> int:
+        ...
+
+    @staticmethod
+    def get_system_all_dof() -> int:
+        ...
+
+    @staticmethod
+    def get_tcp_config() -> numpy.typing.NDArray[numpy.float32]:
+        """TCP configuration, 4 values."""
+
+    @staticmethod
+    def get_tool_cs_matrix() -> numpy.typing.NDArray[numpy.float32]:
+        """Tool-to-flange transform."""
+
+    @staticmethod
+    def get_tool_cs_params() -> numpy.typing.NDArray[numpy.float32]:
+        """Tool frame on the flange: x, y, z (m), rx, ry, rz (rad)."""
+
+    @staticmethod
+    def get_trajectory_planning_joint_cmd() -> numpy.typing.NDArray[numpy.float32]:
+        """Trajectory planner's joint command, rad."""
+
+    @staticmethod
+    def get_trajectory_planning_joint_cur() -> numpy.typing.NDArray[numpy.float32]:
+        """Current joints of the trajectory planner, rad."""
+
+    @staticmethod
+    def get_user_collision_threshold() -> numpy.typing.NDArray[numpy.float32]:
+        """Collision thresholds, 21 values."""
+
+    @staticmethod
+    def get_work_cs_params() -> numpy.typing.NDArray[numpy.float32]:
+        """Work frame in the base: x, y, z (m), rx, ry, rz (rad)."""
+
+    @staticmethod
+    def get_work_cs_to_base_matrix() -> numpy.typing.NDArray[numpy.float32]:
+        """Maps base coordinates into the work frame."""
+
+    @staticmethod
+    def init() -> None:
+        """Selects KY6A without a sensor (libalgo_init)."""
+
+    @staticmethod
+    def init_sys_data(robot_type: int, sensor_type: int = ...) -> None:
+        """Selects the arm model for offline use (0 KY6A, 1 KY7A, 3/4 KYL6C rev. 2/3, 5 LUX6A, 6 LUX6B, 7 NOV7B, 8 LUX6C); discards frames, limits and installation angles."""
+
+    @staticmethod
+    def inverse_kinematics(robot_handle: Robot, params: algo.InverseKinematicsParams) -> numpy.typing.NDArray[numpy.float32]:
+        """Joints (degrees) putting the tool at params.target_pose (base frame), nearest to params.current_joints. Raises RefusedError (1: no acceptable solution), HandleError (-1: current joints outside the limits) or FamilyError (-2: flag 0 and a non-unit quaternion)."""
+
+    @staticmethod
+    def judgment_overpos(joint: numpy.typing.NDArray[numpy.float32]) -> bool:
+        """True when a joint (degrees) lies outside its limits."""
+
+    @staticmethod
+    def matrix2pos(matrix: numpy.typing.NDArray[numpy.float32]) -> Pose:
+        """Homogeneous transform -> Pose (both orientation forms filled)."""
+
+    @staticmethod
+    def pos2matrix(pose: Pose) -> numpy.typing.NDArray[numpy.float32]:
+        """Pose -> 4 x 4 homogeneous transform (translation in metres)."""
+
+    @staticmethod
+    def pose_move(pose: Pose, offset: numpy.typing.NDArray[numpy.float32], frame: int) -> Pose:
+        """`pose` offset by (dx, dy, dz m, rx, ry, rz rad): frame 0 in its reference frame, 1 in the tool frame."""
+
+    @staticmethod
+    def quaternion2euler(quaternion: List[float]) -> tuple:
+        """(w, x, y, z) -> (rx, ry, rz) radians."""
+
+    @staticmethod
+    def rotate_move(pose: Pose, axis: int, angle: float, reference: Pose) -> Pose:
+        """`pose` turned by `angle` rad about axis `axis` (0 x, 1 y, 2 z) of the frame `reference`."""
+
+    @staticmethod
+    def set_angle(x: float, y: float, z: float) -> None:
+        """Installation angles, degrees."""
+
+    @staticmethod
+    def set_control_loop_period(seconds: float) -> None:
+        ...
+
+    @staticmethod
+    def set_dh_compensation_value(dh: algo.DhTable) -> None:
+        ...
+
+    @staticmethod
+    def set_dh_params(dh: algo.DhTable) -> None:
+        """Copies the first 7 entries of each field."""
+
+    @staticmethod
+    def set_dh_params_default() -> None:
+        """Restores the model's DH table."""
+
+    @staticmethod
+    def set_drag_regulation_factor(factors: numpy.typing.NDArray[numpy.float32]) -> None:
+        """8 drag factors then 8 second-group values."""
+
+    @staticmethod
+    def set_dynamics_identification_params(params: numpy.typing.NDArray[numpy.float32]) -> None:
+        ...
+
+    @staticmethod
+    def set_dynamics_model_type(type: int) -> int:
+        """Returns the stored type (2, else 1)."""
+
+    @staticmethod
+    def set_is_avoid_Singularity(on: int) -> None:
+        """Wrist-singularity avoidance: 1 on."""
+
+    @staticmethod
+    def set_joint_acc_maxlim(values: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Maximum accelerations, rad/s^2."""
+
+    @staticmethod
+    def set_joint_config(joint: int, record: numpy.typing.NDArray[numpy.float32]) -> None:
+        """One joint's 17-float record (joint 0..7; floats 11-14: max, min position rad, max velocity, acceleration)."""
+
+    @staticmethod
+    def set_joint_direction(directions: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Joint directions: > 0 +1, < 0 -1, 0 keeps the stored one."""
+
+    @staticmethod
+    def set_joint_max_acc(joint: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Maximum joint accelerations, degrees/s^2."""
+
+    @staticmethod
+    def set_joint_max_limit(joint: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Maximum joint positions, degrees."""
+
+    @staticmethod
+    def set_joint_max_speed(joint: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Maximum joint speeds, degrees/s."""
+
+    @staticmethod
+    def set_joint_min_limit(joint: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Minimum joint positions, degrees."""
+
+    @staticmethod
+    def set_joint_vel_maxlim(values: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Maximum velocities, rad/s."""
+
+    @staticmethod
+    def set_jointlim_max(values: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Maximum positions of the 8 joint records, rad."""
+
+    @staticmethod
+    def set_jointlim_min(values: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Minimum positions of the 8 joint records, rad."""
+
+    @staticmethod
+    def set_link_dynamics_params(params: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Link dynamics, 10 values per joint (dof x 10)."""
+
+    @staticmethod
+    def set_link_dynamics_params_default() -> None:
+        ...
+
+    @staticmethod
+    def set_payload_params(payload: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Mass (kg), centre of mass x, y, z (m), 7 further values."""
+
+    @staticmethod
+    def set_redundant_parameter_traversal_mode(traverse: bool) -> None:
+        """7-joint solver: True searches the whole joint space, False stays near the current joints."""
+
+    @staticmethod
+    def set_robot_and_sensor_type(robot_type: int, sensor_type: int) -> None:
+        """Clears the state and loads the model's defaults."""
+
+    @staticmethod
+    def set_robot_install_angle(a: float, b: float, c: float) -> None:
+        """Installation angles, radians: base rotated by Rz(c) * Ry(b) * Rx(a)."""
+
+    @staticmethod
+    def set_safety_level(level: int) -> None:
+        """0..8."""
+
+    @staticmethod
+    def set_system_all_dof(count: int) -> None:
+        """Joint count of arm plus external axes (not below the arm's)."""
+
+    @staticmethod
+    def set_tcp_config(config: numpy.typing.NDArray[numpy.float32]) -> None:
+        """TCP configuration, 4 values."""
+
+    @staticmethod
+    def set_tool_cs_params(params: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Tool frame on the flange: x, y, z (m), rx, ry, rz (rad)."""
+
+    @staticmethod
+    def set_toolframe(frame: Frame) -> None:
+        """Tool frame on the flange (m, rad), payload (kg), centre of mass (m)."""
+
+    @staticmethod
+    def set_trajectory_planning_joint_cmd(joints: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Trajectory planner's joint command, rad."""
+
+    @staticmethod
+    def set_user_collision_threshold(thresholds: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Collision thresholds, 21 values."""
+
+    @staticmethod
+    def set_work_cs_params(params: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Work frame in the base: x, y, z (m), rx, ry, rz (rad)."""
+
+    @staticmethod
+    def set_workframe(frame: Frame) -> None:
+        """Work frame pose in the base (m, rad)."""
+
+    @staticmethod
+    def tool2end(tool_frame: Frame, tool_pose: Pose) -> Pose:
+        """Tool point pose -> flange pose (P * T^-1)."""
+
+    @staticmethod
+    def update_feedback_data(data: numpy.typing.NDArray[numpy.float32]) -> None:
+        """Feedback record, 71 floats (0-7 and 8-15: joint angles, rad, stored with the theta offsets)."""
+
+    @staticmethod
+    def version() -> str:
+        """Algorithm version (ky_algo_version)."""
+
+    @staticmethod
+    def workframe2base(work_frame: Frame, pose: Pose) -> Pose:
+        """A pose in `work_frame` expressed in the base frame (W * P)."""
 
 def api_version() -> str:
     """The library version (ky_api_version)."""
