@@ -1576,6 +1576,9 @@ def _remove_tap(kind: int, fn: object) -> None:
 def _shutdown() -> None:
     """Clears every callback and stops the library (run at interpreter exit)."""
 
+def add_push_port(port: int) -> int:
+    """Registers another UDP push port with the realtime receiver (mode 2): 0 new, 1 already registered, -1 no socket or no receiver, -2 all five ports in use."""
+
 class algo:
     """Kinematics: forward and inverse kinematics, conversions, frames."""
 
@@ -2019,6 +2022,9 @@ class algo:
 def api_version() -> str:
     """The library version (ky_api_version)."""
 
+def delete_push_port(port: int) -> int:
+    """One user of a push port fewer: 0, or -1."""
+
 def destroy() -> int:
     """Stops the library and closes every robot (ky_destory)."""
 
@@ -2031,11 +2037,17 @@ def get_timeout() -> int:
 def init(mode: int = ...) -> int:
     """Starts the library (ky_init): 0 no thread, 1 receive thread, 2 also the UDP realtime thread. Returns the C result (0, or -1 when a thread cannot start)."""
 
+def parse_realtime_arm_joint_state(text: str) -> RealtimeState:
+    """Parses one realtime datagram's text into a RealtimeState; ParseError (-3) when it is not valid."""
+
 def set_event_callback(fn: object) -> None:
     """Calls fn(kyarm.Event) for every trajectory or program end the controller pushes (modes 1 and 2), on the receive thread: it must not wait for controller replies itself. None clears it."""
 
 def set_log_callback(fn: object, level: int = ...) -> None:
     """Calls fn(line: str) for every library log line at `level` and above (0 debug, 1 info, 2 warn, 3 error), in order, on a delivery thread of the module (so a line may arrive shortly after the call that logged it; at most 10000 lines wait, the oldest dropped beyond). None clears it."""
+
+def set_log_save(path: str) -> None:
+    """Appends every log line to the file `path`."""
 
 def set_long_timeout(ms: int) -> None:
     """Longer reply wait in ms (m_nOutTime_max)."""

@@ -70,6 +70,16 @@ void bind_realtime(py::module_ &m, Robot &robot) {
         .def_property_readonly("joint_err_code", array_property(&L::joint_err_code))
         .def_readonly("sys_err", &L::sys_err);
 
+    m.def("parse_realtime_arm_joint_state", &ky::parse_realtime_state, "text"_a,
+          "Parses one realtime datagram's text into a RealtimeState; ParseError (-3) when it is not valid.");
+    m.def("add_push_port", &ky::Library::add_push_port, "port"_a,
+          "Registers another UDP push port with the realtime receiver (mode 2): 0 new, 1 already registered, "
+          "-1 no socket or no receiver, -2 all five ports in use.");
+    m.def("delete_push_port", &ky::Library::delete_push_port, "port"_a, "One user of a push port fewer: 0, or -1.");
+    m.def("set_log_save", [](const std::string &path) {
+              if (!ky::Library::set_log_save(path)) throw py::value_error("cannot open " + path + " for appending");
+          }, "path"_a, "Appends every log line to the file `path`.");
+
     using R = ky::Robot;
     robot.def("set_realtime_push", &R::set_realtime_push, "config"_a, nogil())
         .def("get_realtime_push", &R::get_realtime_push, nogil())

@@ -81,3 +81,15 @@ def test_blocking_move_releases_the_gil(robot):
     stop.set()
     t.join()
     assert moved >= 5
+
+
+@pytest.mark.parametrize("text,arm_err", [
+    ('{"waypoint":{"quat":[1000000,0,0,0],"euler":[0,0,0],"position":[0,0,0]},"arm_err":7,"sys_err":0}', 7),
+    ('{"arm_err":7}', None),
+])
+def test_parse_realtime_text(text, arm_err):
+    if arm_err is None:
+        with pytest.raises(kyarm.ParseError):
+            kyarm.parse_realtime_arm_joint_state(text)
+    else:
+        assert kyarm.parse_realtime_arm_joint_state(text).arm_err == arm_err

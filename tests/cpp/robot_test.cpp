@@ -151,4 +151,28 @@ TEST_F(CppRobot, CallbacksWithCapturesRunOnLibraryThreads) {
     ky::Library::on_event(nullptr);
 }
 
+TEST(CppLibrary, ParserPushPortsAndLogFile) {
+    const auto ok = ky::try_parse_realtime_state(
+        R"({"waypoint":{"quat":[1000000,0,0,0],"euler":[0,0,0],"position":[0,0,0]},"arm_err":7,"sys_err":0})");
+    ASSERT_TRUE(ok);
+    EXPECT_EQ(ok->arm_err, 7);
+    const auto bad = ky::try_parse_realtime_state(R"({"arm_err":7})");
+    EXPECT_TRUE(bad.error() == ky::errc::parse);
+    EXPECT_THROW(ky::parse_realtime_state("not json"), ky::Error);
+
+    {
+        ky::Library lib(1);  // no UDP receiver in mode 1
+        EXPECT_EQ(ky::Library::add_push_port(rttest::free_udp_port()), -1);
+    }
+    {
+        ky::Library lib(2);
+        const int port = rttest::free_udp_port();
+        EXPECT_EQ(ky::Library::add_push_port(port), 0);
+        EXPECT_EQ(ky::Library::add_push_port(port), 1);
+        EXPECT_EQ(ky::Library::delete_push_port(port), 0);
+    }
+    // The C call would end the process on a file it cannot open: refused here instead.
+    EXPECT_FALSE(ky::Library::set_log_save("/nonexistent-dir/kyarm.log"));
+}
+
 }  // namespace

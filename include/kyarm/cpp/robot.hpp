@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <string_view>
 
 #include "arm_limits.hpp"
@@ -190,6 +191,27 @@ public:
         ky_set_log_callback(&detail::log_trampoline, level);
     }
 
+    /** Appends every log line of every level to the file `path` (ky_set_log_save). The file
+     *  is opened here first, since the C call ends the process when it cannot open it: false
+     *  (nothing changed) when it cannot be opened for appending. */
+    static bool set_log_save(const std::string &path) {
+        if (std::FILE *f = std::fopen(path.c_str(), "a")) {
+            std::fclose(f);
+            ky_set_log_save(path.c_str());
+            return true;
+        }
+        return false;
+    }
+    /** Registers another UDP port with the realtime receiver of mode 2, for pushes moved there
+     *  with set_realtime_push (ky_udp_add_port(gUdpHandle, port)): 0 a new port is served,
+     *  1 it was already registered, -1 the socket could not be made or no receiver (not mode
+     *  2), -2 all five ports are in use. */
+    static int add_push_port(int port) noexcept { return ky_udp_add_port(gUdpHandle, port); }
+    /** One user of `port` fewer (ky_udp_delete_port); 0, or -1 without a receiver. */
+    static int delete_push_port(int port) noexcept {
+        return gUdpHandle ? ky_udp_delete_port(gUdpHandle, port) : -1;
+    }
+
     /** The default reply wait (m_nOutTime) and the longer one (m_nOutTime_max). */
     static void set_timeout(std::chrono::milliseconds t) noexcept { m_nOutTime = static_cast<int>(t.count()); }
     static void set_long_timeout(std::chrono::milliseconds t) noexcept { m_nOutTime_max = static_cast<int>(t.count()); }
@@ -200,6 +222,18 @@ private:
     explicit Library(std::nullptr_t) noexcept {}
     bool active_ = false;
 };
+
+/** Parses one realtime datagram's text (parse_ky_realtime_arm_joint_state): the state, or
+ *  -3 in the realtime family (the fields parsed before the fault are lost here).
+ *  try_parse_realtime_state returns ky::result; parse_realtime_state throws ky::Error. */
+inline result<ky_realtime_arm_joint_state> try_parse_realtime_state(const std::string &text) {
+    ky_realtime_arm_joint_state s{};
+    const int rc = parse_ky_realtime_arm_joint_state(text.c_str(), &s);
+    return nothrow::finish<family::realtime>("parse_ky_realtime_arm_joint_state", rc, s);
+}
+inline ky_realtime_arm_joint_state parse_realtime_state(const std::string &text) {
+    return try_parse_realtime_state(text).value();
+}
 
 /** A non-owning view of a robot, with the members of policy P (ky::throwing or ky::nothrow).
  *  Valid while the robot it was taken from is. */
