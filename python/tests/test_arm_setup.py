@@ -11,19 +11,6 @@ import pytest
 import kyarm
 
 
-@pytest.fixture
-def sim():
-    s = kyarm.sim.Simulator(model="KY6A-B", speed_scale=4.0)
-    yield s
-    s.stop()
-
-
-@pytest.fixture
-def robot(sim):
-    with kyarm.Library(1), kyarm.Robot("127.0.0.1", sim.port) as r:
-        yield r
-
-
 def arm_reaches(sim, target):
     for _ in range(200):
         if np.allclose(sim.joints, target, atol=0.01):

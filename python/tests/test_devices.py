@@ -9,19 +9,6 @@ import pytest
 import kyarm
 
 
-@pytest.fixture
-def sim():
-    s = kyarm.sim.Simulator(model="KY6A-B", speed_scale=4.0)
-    yield s
-    s.stop()
-
-
-@pytest.fixture
-def robot(sim):
-    with kyarm.Library(1), kyarm.Robot("127.0.0.1", sim.port) as r:
-        yield r
-
-
 def _io_channel(r):
     r.set_DO_state(io_num=4, state=1)
     s = r.get_IO_state(io_num=4)

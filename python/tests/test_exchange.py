@@ -9,19 +9,6 @@ import pytest
 import kyarm
 
 
-@pytest.fixture
-def sim():
-    s = kyarm.sim.Simulator(model="KY6A-B", speed_scale=4.0)
-    yield s
-    s.stop()
-
-
-@pytest.fixture
-def robot(sim):
-    with kyarm.Library(1), kyarm.Robot("127.0.0.1", sim.port) as r:
-        yield r
-
-
 def test_set_get_and_raw_round_trip(robot):
     robot.set_data_common(value=41, command="set_drag_teach_sensitivity", key="grade")
     assert robot.get_data_common(command="get_drag_teach_sensitivity", reply_key="grade") == 41

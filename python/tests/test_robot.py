@@ -9,19 +9,6 @@ import pytest
 import kyarm
 
 
-@pytest.fixture
-def sim():
-    s = kyarm.sim.Simulator(model="KY6A-B", speed_scale=4.0)
-    yield s
-    s.stop()
-
-
-@pytest.fixture
-def robot(sim):
-    with kyarm.Library(1), kyarm.Robot("127.0.0.1", sim.port) as r:
-        yield r
-
-
 def test_values_come_back_as_numpy_in_c_units(robot):
     robot.movej([10, -20, 30, 0, 15, 5], v=50)
     j = robot.get_joint_degree()

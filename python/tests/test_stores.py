@@ -17,12 +17,6 @@ def sim():
     s.stop()
 
 
-@pytest.fixture
-def robot(sim):
-    with kyarm.Library(1), kyarm.Robot("127.0.0.1", sim.port) as r:
-        yield r
-
-
 def project_file(path, joints, extra=None):
     """A headed project of one joint move (degrees), plus an optional raw line."""
     move = '{"command":"movej","joint":[%s],"v":50,"r":0,"trajectory_connect":0}' % ",".join(
