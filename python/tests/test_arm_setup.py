@@ -2,7 +2,6 @@
 methods against the in-process simulator: units and slots of values set and read back, the
 records' conversions, refusals before sending, family errors and the GIL."""
 
-import threading
 import time
 
 import numpy as np
@@ -121,22 +120,8 @@ def test_force_move_params_reject_ambiguous_or_oversized_input(kwargs):
         kyarm.ForcePositionMoveParams(**kwargs)
 
 
-def test_blocking_step_releases_the_gil_and_the_query_reports_the_shape(sim, robot):
-    ticks = []
-    stop = threading.Event()
-
-    def counter():
-        while not stop.is_set():
-            ticks.append(1)
-            time.sleep(0.005)
-
-    t = threading.Thread(target=counter)
-    t.start()
-    start = len(ticks)
-    robot.set_joint_step_block(joint=1, step=60.0, v=20)  # a few hundred ms in the simulator
-    moved = len(ticks) - start
-    stop.set()
-    t.join()
+def test_blocking_step_releases_the_gil_and_the_query_reports_the_shape(sim, robot, ticks_during):
+    moved = ticks_during(lambda: robot.set_joint_step_block(joint=1, step=60.0, v=20))  # a few hundred ms in the simulator
     assert sim.joints[0] == pytest.approx(60.0, abs=0.01)
     assert moved >= 5
 

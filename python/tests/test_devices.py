@@ -1,8 +1,5 @@
 """Controller, IO, tool, axes, network and force-sensor methods against the simulator."""
 
-import threading
-import time
-
 import numpy as np
 import pytest
 
@@ -85,21 +82,7 @@ def test_force_queries_depend_on_the_sensor_type(robot):
         assert abs(fz.Fz - data.force_data[2]) < 0.2
 
 
-def test_blocking_lift_move_releases_the_gil(robot):
-    ticks = []
-    stop = threading.Event()
-
-    def counter():
-        while not stop.is_set():
-            ticks.append(1)
-            time.sleep(0.005)
-
-    t = threading.Thread(target=counter)
-    t.start()
-    start = len(ticks)
-    robot.set_lift_height(speed=50, height=200, block=1)  # about 1 s in the simulator
-    moved = len(ticks) - start
-    stop.set()
-    t.join()
+def test_blocking_lift_move_releases_the_gil(robot, ticks_during):
+    moved = ticks_during(lambda: robot.set_lift_height(speed=50, height=200, block=1))  # about 1 s in the simulator
     assert robot.get_lift_state()[kyarm.LIFT_HEIGHT] == 200
     assert moved >= 20

@@ -1,8 +1,5 @@
 """The Python surface against the in-process simulator: error codes, values, the GIL."""
 
-import threading
-import time
-
 import numpy as np
 import pytest
 
@@ -51,22 +48,8 @@ def test_short_joint_vector_is_refused_before_sending(robot):
     assert e.value.family == "wrapper"
 
 
-def test_blocking_move_releases_the_gil(robot):
-    ticks = []
-    stop = threading.Event()
-
-    def counter():
-        while not stop.is_set():
-            ticks.append(1)
-            time.sleep(0.005)
-
-    t = threading.Thread(target=counter)
-    t.start()
-    start = len(ticks)
-    robot.movej([30, 30, 30, 30, 30, 30], v=30)  # takes a few hundred ms in the simulator
-    moved = len(ticks) - start
-    stop.set()
-    t.join()
+def test_blocking_move_releases_the_gil(robot, ticks_during):
+    moved = ticks_during(lambda: robot.movej([30, 30, 30, 30, 30, 30], v=30))  # takes a few hundred ms in the simulator
     assert moved >= 5
 
 

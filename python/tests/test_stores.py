@@ -1,9 +1,6 @@
 """Drag, fence, Modbus, program store, project and waypoint methods against the simulator:
 records in and out, family errors, refusals before sending, the GIL during a program run."""
 
-import threading
-import time
-
 import numpy as np
 import pytest
 
@@ -115,27 +112,13 @@ def test_project_rejection_carries_its_line(robot, tmp_path):
     assert up.project_path == path and up.project_path_len == len(path)
 
 
-def test_stored_program_run_releases_the_gil(robot, tmp_path):
+def test_stored_program_run_releases_the_gil(robot, tmp_path, ticks_during):
     up = kyarm.ProjectUpload(project_path=project_file(tmp_path / "wc_job.txt", [30] * 6), plan_speed=100,
                              only_save=1, save_id=6)
     assert robot.send_project(up) == "wc_job"
     [info] = robot.get_program_trajectory_list(1, 10, vague_search="wc_").list
     assert (info.id, info.trajectory_name) == (6, "wc_job")
 
-    ticks = []
-    stop = threading.Event()
-
-    def counter():
-        while not stop.is_set():
-            ticks.append(1)
-            time.sleep(0.005)
-
-    t = threading.Thread(target=counter)
-    t.start()
-    start = len(ticks)
-    robot.set_program_id_run(6)  # blocks until the program has finished: a few hundred ms
-    moved = len(ticks) - start
-    stop.set()
-    t.join()
+    moved = ticks_during(lambda: robot.set_program_id_run(6))  # blocks until the program has finished: a few hundred ms
     assert moved >= 5
     np.testing.assert_allclose(robot.get_joint_degree(), [30] * 6, atol=0.01)
