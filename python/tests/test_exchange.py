@@ -1,8 +1,6 @@
 """The exchange methods: generic get/set, raw exchanges, the family's errors, the GIL."""
 
 import json
-import threading
-import time
 
 import pytest
 
@@ -37,19 +35,9 @@ def test_refused_set_names_set_state(sim, robot):
     assert e.value.family == "exchange" and "set_state" in str(e.value)
 
 
-def test_raw_wait_releases_the_gil(robot):
-    ticks = []
-    stop = threading.Event()
+def test_raw_wait_releases_the_gil(robot, ticks_during):
+    def wait():
+        with pytest.raises(kyarm.TimeoutError):
+            robot.raw('{"command":"get_joint_degree"}', timeout=0.3)
 
-    def count():
-        while not stop.is_set():
-            ticks.append(1)
-            time.sleep(0.005)
-
-    t = threading.Thread(target=count)
-    t.start()
-    with pytest.raises(kyarm.TimeoutError):
-        robot.raw('{"command":"get_joint_degree"}', timeout=0.3)
-    stop.set()
-    t.join()
-    assert len(ticks) >= 20
+    assert ticks_during(wait) >= 20

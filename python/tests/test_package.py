@@ -40,9 +40,9 @@ def test_example_runs_against_the_simulator(tmp_path, example, extra, output):
 
 def load_generator():
     import importlib.util
-    spec = importlib.util.spec_from_file_location("gen_pyi", ROOT / "scripts" / "gen-pyi.py")
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
+    found = importlib.util.spec_from_file_location("gen_pyi", ROOT / "scripts" / "gen-pyi.py")
+    module = importlib.util.module_from_spec(found)
+    found.loader.exec_module(module)
     return module
 
 
